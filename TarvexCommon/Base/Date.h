@@ -1,0 +1,44 @@
+// A point in time.
+#pragma once
+
+#include <compare>
+
+namespace tarvex {
+
+// A point in time, held as a double of seconds since 1970-01-01T00:00:00Z. It
+// has no time zone. Dates compare as their seconds do: one that is not a number
+// is neither before nor after any other.
+class Date {
+ public:
+  // Seconds from 1970-01-01T00:00:00Z to 2001-01-01T00:00:00Z, the epoch that a
+  // date without a coding strategy is written against.
+  static constexpr double referenceDate = 978307200;
+
+  // 1970-01-01T00:00:00Z.
+  constexpr Date() noexcept = default;
+
+  static constexpr Date fromTimeIntervalSince1970(double seconds) noexcept { return Date(seconds); }
+  static constexpr Date fromTimeIntervalSinceReferenceDate(double seconds) noexcept {
+    return Date(seconds + referenceDate);
+  }
+
+  constexpr double timeIntervalSince1970() const noexcept { return seconds_; }
+  constexpr double timeIntervalSinceReferenceDate() const noexcept {
+    return seconds_ - referenceDate;
+  }
+
+  friend constexpr Date operator+(Date date, double seconds) noexcept {
+    return Date(date.seconds_ + seconds);
+  }
+  friend constexpr Date operator-(Date date, double seconds) noexcept {
+    return Date(date.seconds_ - seconds);
+  }
+  friend constexpr auto operator<=>(Date, Date) noexcept = default;
+
+ private:
+  explicit constexpr Date(double seconds) noexcept : seconds_(seconds) {}
+
+  double seconds_ = 0;
+};
+
+}  // namespace tarvex

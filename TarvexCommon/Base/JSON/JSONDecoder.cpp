@@ -1,0 +1,13 @@
+#include "TarvexCommon/Base/JSON/JSONDecoder.h"
+
+#include "TarvexCommon/Base/JSON/JSONDocument.h"
+
+namespace tarvex {
+
+JSONDecoder::Parsed JSONDecoder::parse(Data json) {
+  return Parsed(new JSONDocument(std::move(json)));
+}
+
+void JSONDecoder::Release::operator()(JSONDocument* document) const noexcept { delete document; }
+
+}  // namespace tarvex

@@ -1,0 +1,67 @@
+#include "TarvexCommon/Base/JSON/JSONNode.h"
+
+#include "TarvexCommon/Base/JSON/JSONDocument.h"
+#include "TarvexCommon/Base/Text.h"
+
+namespace tarvex {
+namespace {
+
+using Array = simdjson::dom::array;
+using Object = simdjson::dom::object;
+
+Array arrayOf(JSONNode node) noexcept { return elementOf(node).get_array().value_unsafe(); }
+Object objectOf(JSONNode node) noexcept { return elementOf(node).get_object().value_unsafe(); }
+
+auto elementAt(JSONNode position) noexcept { return std::bit_cast<Array::iterator>(position); }
+auto memberAt(JSONNode position) noexcept { return std::bit_cast<Object::iterator>(position); }
+
+}  // namespace
+
+JSONElements::JSONElements(JSONNode array) noexcept
+    : at_(std::bit_cast<JSONNode>(arrayOf(array).begin())),
+      end_(std::bit_cast<JSONNode>(arrayOf(array).end())),
+      sizeHint_(arrayOf(array).size()) {}
+
+bool JSONElements::hasNext() const noexcept { return elementAt(at_) != elementAt(end_); }
+
+JSONNode JSONElements::next() noexcept {
+  auto position = elementAt(at_);
+  const JSONNode node = nodeOf(*position);
+  at_ = std::bit_cast<JSONNode>(++position);
+  return node;
+}
+
+JSONMembers::JSONMembers(JSONNode object) noexcept
+    : at_(std::bit_cast<JSONNode>(objectOf(object).begin())),
+      end_(std::bit_cast<JSONNode>(objectOf(object).end())) {}
+
+bool JSONMembers::hasNext() const noexcept { return memberAt(at_) != memberAt(end_); }
+
+void JSONMembers::advance() noexcept {
+  auto position = memberAt(at_);
+  at_ = std::bit_cast<JSONNode>(++position);
+}
+
+std::string_view JSONMembers::key() const noexcept { return memberAt(at_).key(); }
+
+JSONNode JSONMembers::value() const noexcept { return nodeOf(memberAt(at_).value()); }
+
+std::optional<JSONNode> findMember(JSONNode object, std::string_view key) {
+  const bool keyIsASCII = isASCII(key);
+  for (const auto& [name, value] : objectOf(object)) {
+    if (name == key) return nodeOf(value);
+    if (keyIsASCII && isASCII(name)) continue;
+    if (canonicallyEqual(name, key)) return nodeOf(value);
+  }
+  return std::nullopt;
+}
+
+UniqueKeys::UniqueKeys(JSONNode object) {
+  for (const auto& [name, value] : objectOf(object)) allASCII_ = allASCII_ && isASCII(name);
+}
+
+bool UniqueKeys::insert(std::string_view key) {
+  return allASCII_ || forms_.insert(canonicalForm(key)).second;
+}
+
+}  // namespace tarvex
