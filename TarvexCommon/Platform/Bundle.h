@@ -1,0 +1,38 @@
+// What the host application says about itself.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "TarvexCommon/Base/Export.h"
+#include "TarvexCommon/Base/FatalError.h"
+
+namespace tarvex {
+
+// The host gives its bundle at start-up, see `installServices`. A field that is
+// needed and missing stops the process when it is first needed, not earlier.
+struct Bundle {
+  // For example "com.example.notes"; the log's subsystem.
+  std::optional<std::string> identifier = std::nullopt;
+
+  // At least "TeamIDPrefix", the prefix that the applications of one signing team
+  // share, for example "ABCDE12345.".
+  std::optional<std::map<std::string, std::string>> infoDictionary = std::nullopt;
+
+  // The access groups that the process may use, its own first; when absent, the
+  // application's own group and the two shared ones of its team prefix.
+  std::optional<std::vector<std::string>> keychainAccessGroups = std::nullopt;
+};
+
+// Returns the team prefix of the bundle in use. Stops the process when the bundle
+// has no information dictionary or no "TeamIDPrefix" in it; `where` is the position
+// that is named then.
+TARVEX_EXPORT std::string teamIDPrefix(SourcePosition where = SourcePosition::current());
+
+// Returns the access groups of the process. Where the bundle names neither groups
+// nor a prefix and an identifier, there is one group, the empty one.
+TARVEX_EXPORT std::vector<std::string> keychainAccessGroups();
+
+}  // namespace tarvex

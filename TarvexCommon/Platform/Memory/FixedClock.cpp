@@ -1,0 +1,9 @@
+#include "TarvexCommon/Platform/Memory/FixedClock.h"
+
+namespace tarvex {
+
+Clock fixedClock(Date time) {
+  return [time] { return time; };
+}
+
+}  // namespace tarvex
