@@ -1,0 +1,13 @@
+#include "TarvexCommon/Common/DefaultLog.h"
+
+#include "TarvexCommon/Base/FatalError.h"
+#include "TarvexCommon/Platform/Services.h"
+
+namespace tarvex {
+
+const Log& defaultLog() {
+  static const Log log(unwrap(services().bundle.identifier), "default");
+  return log;
+}
+
+}  // namespace tarvex
