@@ -1,0 +1,115 @@
+#include "TarvexCommon/JWT/JWT.h"
+
+#include <exception>
+#include <optional>
+#include <utility>
+
+#include "TarvexCommon/Base/Base64Segment.h"
+#include "TarvexCommon/Base/Text.h"
+#include "TarvexCommon/Common/DefaultLog.h"
+#include "TarvexCommon/Platform/Services.h"
+
+namespace tarvex {
+namespace {
+
+constexpr std::string_view headerKey = "header";
+constexpr std::string_view claimsKey = "claims";
+
+// The segments of a token, in the token's text.
+struct Segments {
+  std::string_view header;
+  std::string_view claims;
+  std::optional<std::string_view> signature;
+  std::string_view signingInput;  // header, ".", claims as received
+};
+
+// Splits at every "."; nothing unless there are two or three segments.
+std::optional<Segments> split(std::string_view text) {
+  const std::size_t first = text.find('.');
+  if (first == std::string_view::npos) return std::nullopt;
+  const std::size_t second = text.find('.', first + 1);
+  const std::string_view header = text.substr(0, first);
+  if (second == std::string_view::npos)
+    return Segments{header, text.substr(first + 1), std::nullopt, text};
+  const std::string_view signature = text.substr(second + 1);
+  if (signature.find('.') != std::string_view::npos) return std::nullopt;
+  const std::string_view claims = text.substr(first + 1, second - first - 1);
+  return Segments{header, claims, signature, text.substr(0, second)};
+}
+
+void logRefusal(const std::string& reason) { defaultLog().log("token verify failed: " + reason); }
+
+bool isSigned(const Segments& token, const Crypto::ECDSA& ec) {
+  if (!token.signature || !isUTF8(token.signingInput)) return false;
+  const auto signature = fromBase64Segment(*token.signature);
+  if (!signature) return false;
+  try {
+    return ec.verifySignature({.msg = token.signingInput, .signature = *signature});
+  } catch (const CryptoError& error) {
+    logRefusal(error.errorDescription());
+  } catch (const std::exception& error) {  // from a key service of the host's own
+    logRefusal(error.what());
+  }
+  return false;
+}
+
+// Returns the bytes of a segment, with room for the JSON parser's padding.
+Data decoded(std::string_view segment) {
+  auto bytes = fromBase64Segment(segment, JSONDecoder::spareCapacity);
+  if (!bytes) throw JWTError::decodeFailed();
+  return std::move(*bytes);
+}
+
+template <typename Record>
+void appendSegment(std::string& token, const Record& record) {
+  appendBase64Segment(token, segmentEncoder().encode(record));
+}
+
+}  // namespace
+
+JWT::JWT(JWTHeader tokenHeader, JWTClaims tokenClaims)
+    : header(std::move(tokenHeader)), claims(std::move(tokenClaims)) {}
+
+JWT::JWT(const Decoder& decoder)
+    : header(decoder.container().decode<JWTHeader>(headerKey)),
+      claims(decoder.container().decode<JWTClaims>(claimsKey)) {}
+
+JWT JWT::fromBase64url(const Compact& token) {
+  const auto segments = split(token.base64url.get());
+  if (!segments) throw JWTError::invalidSegmentCount();
+  if (token.verifySignature.get()) {
+    const Crypto::ECDSA* ec = token.ec.get();
+    if (ec == nullptr || !isSigned(*segments, *ec)) throw JWTError::verificationFailed();
+  }
+  Data headerJSON = decoded(segments->header);
+  Data claimsJSON = decoded(segments->claims);
+  const JSONDecoder decoder{.dateDecodingStrategy =
+                                JSONDecoder::DateDecodingStrategy::secondsSince1970()};
+  auto header = decoder.decode<JWTHeader>(std::move(headerJSON));
+  return {std::move(header), decoder.decode<JWTClaims>(std::move(claimsJSON))};
+}
+
+std::string JWT::exportBase64url(const Crypto::ECDSA& ec) const {
+  std::string token;
+  appendSegment(token, header);
+  token += '.';
+  appendSegment(token, claims);
+  const Data signature = ec.createSignature(token);
+  token += '.';
+  appendBase64Segment(token, signature);
+  return token;
+}
+
+void JWT::validateClaims() const {
+  if (claims.exp && *claims.exp < now()) throw JWTError::claimsExpired();
+}
+
+void JWT::encode(Encoder& encoder) const {
+  auto members = encoder.container();
+  members.encode(headerKey, header);
+  members.encode(claimsKey, claims);
+}
+
+std::string JWT::encode() const { return encodeSegment(*this); }
+
+}  // namespace tarvex

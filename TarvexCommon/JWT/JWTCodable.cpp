@@ -1,0 +1,28 @@
+#include "TarvexCommon/JWT/JWTCodable.h"
+
+#include "TarvexCommon/Base/FatalError.h"
+
+namespace tarvex {
+namespace {
+
+constexpr double twoTo64 = 18446744073709551616.0;
+
+std::uint64_t wholeSeconds(Date date) {
+  const double seconds = date.timeIntervalSince1970();
+  if (!(seconds > -1 && seconds < twoTo64)) {
+    fatalError("The date is not a whole number of seconds from 1970 on");
+  }
+  return seconds < 0 ? 0 : static_cast<std::uint64_t>(seconds);
+}
+
+}  // namespace
+
+const DateEncodingStrategy& wholeSecondsSince1970() {
+  static const auto strategy = DateEncodingStrategy::custom(
+      [](Date date, Encoder& to) { to.singleValueContainer().encode(wholeSeconds(date)); });
+  return strategy;
+}
+
+JSONEncoder segmentEncoder() { return {.dateEncodingStrategy = wholeSecondsSince1970()}; }
+
+}  // namespace tarvex
