@@ -1,0 +1,179 @@
+// The road of a token: a key pair is made, a token is signed with it, and somebody
+// who has only the public key reads, verifies and checks that token. Then what goes
+// wrong when it should, and a token that somebody else made.
+
+#include <algorithm>
+#include <cstdio>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "TarvexCommon/Base/Base64.h"
+#include "TarvexCommon/Common/Encoding.h"
+#include "TarvexCommon/JWT/JWT.h"
+#include "TarvexCommon/Platform/Memory/RecordingLog.h"
+#include "TarvexCommon/Platform/Services.h"
+
+using tarvex::JWT;
+using tarvex::JWTError;
+using tarvex::Crypto::ECDSA;
+
+namespace {
+
+void say(std::string_view text) {
+  std::printf("%.*s\n", static_cast<int>(text.size()), text.data());
+}
+
+void step(std::string_view text) { say("\n" + std::string(text)); }
+
+void expect(bool condition, const char* what) {
+  if (!condition) throw std::runtime_error(what);
+}
+
+ECDSA load(std::string_view label) {
+  return ECDSA(label, tarvex::Crypto::Hash::sha256, tarvex::Crypto::Curve::p256,
+               tarvex::kSecKeyAlgorithmECDSASignatureMessageX962SHA256);
+}
+
+// What a server would publish: the coordinates of its public key.
+ECDSA publicOnly(const ECDSA& pair) {
+  const auto bytes = tarvex::SecKeyCopyExternalRepresentation(pair.publicKey());
+  const tarvex::Bytes point(bytes.value());
+  const std::string x = tarvex::toBase64(point.subspan(1, 32));
+  const std::string y = tarvex::toBase64(point.subspan(33, 32));
+  say("  x = " + x + "\n  y = " + y);
+  return ECDSA({.x = x, .y = y});
+}
+
+JWT makeToken(tarvex::Date expiry) {
+  return JWT(tarvex::JWTHeader({.type = "JWT", .algo = "ES256"}),
+             tarvex::JWTClaims({.sub = "alice",
+                                .exp = expiry,
+                                .scopes = tarvex::JWTClaims::Scopes{"read", "write"},
+                                .privs = tarvex::JWTClaims::Privileges{{"docs", {"r", "w"}}}}));
+}
+
+JWT readVerified(std::string_view text, const ECDSA& key) {
+  return JWT::fromBase64url({.base64url = text, .ec = &key, .verifySignature = true});
+}
+
+// Shows that `action` fails as it should.
+template <typename Action>
+void expectError(std::string_view what, const JWTError& expected, Action action) {
+  try {
+    action();
+  } catch (const JWTError& error) {
+    expect(error == expected, "another error than expected");
+    say("  " + std::string(what) + ": refused, \"" + error.errorDescription() + "\"");
+    return;
+  }
+  throw std::runtime_error("nothing was refused");
+}
+
+void showClaims(const tarvex::JWTClaims& claims) {
+  const std::string json = tarvex::segmentEncoder().encode(claims);
+  say("  claims: " + json);
+}
+
+void showRefusals(const std::string& text, const ECDSA& pair, const ECDSA& server) {
+  std::string changed = text;
+  char& letter = changed[text.find('.') + 1];
+  letter = letter == 'e' ? 'f' : 'e';
+  expectError("one character of the claims changed", JWTError::verificationFailed(),
+              [&] { readVerified(changed, server); });
+
+  ECDSA::createKeyPair("somebody else");
+  expectError("checked with another key", JWTError::verificationFailed(),
+              [&] { readVerified(text, load("somebody else")); });
+
+  const std::string old = makeToken(tarvex::now() - 60).exportBase64url(pair);
+  expectError("a token that expired a minute ago", JWTError::claimsExpired(),
+              [&] { readVerified(old, server).validateClaims(); });
+
+  const std::string twoSegments = text.substr(0, text.rfind('.'));
+  expectError("the same token without its signature", JWTError::verificationFailed(),
+              [&] { readVerified(twoSegments, server); });
+  const JWT unverified =
+      JWT::fromBase64url({.base64url = twoSegments, .ec = nullptr, .verifySignature = false});
+  say("  read without verification it still says who it claims to be for: " +
+      unverified.claims.sub.value());
+}
+
+// RFC 7515, appendix A.3: key, token and signature as printed there.
+void readForeignToken() {
+  const std::string x =
+      tarvex::Encoding::b64urlToBase64("f83OJ3D2xF1Bg8vub9tLe1gHMzV76e8Tus9uPHvRVEU");
+  const std::string y =
+      tarvex::Encoding::b64urlToBase64("x_FEzRu9m36HLN_tue659LNpXW6pCyStikYjKIWI5a0");
+  const ECDSA key({.x = x, .y = y});
+  const std::string input =
+      "eyJhbGciOiJFUzI1NiJ9."
+      "eyJpc3MiOiJqb2UiLA0KICJleHAiOjEzMDA4MTkzODAsDQogImh0dHA6Ly9leGFt"
+      "cGxlLmNvbS9pc19yb290Ijp0cnVlfQ";
+  const std::string signature =
+      "DtEhU3ljbEg8L38VWAfUAqOyKAM6-Xx-F4GawxaepmXFCgfTjDxw5djxLa8ISlSA"
+      "pmWQxfKTUJqPP3-Kg6NU1Q";
+
+  const auto bytes = tarvex::fromBase64(tarvex::Encoding::b64urlToBase64(signature));
+  expect(key.verifySignature({.msg = input, .signature = *bytes}), "the signature does not match");
+  say("  its signature is its key's");
+
+  const auto claims = tarvex::fromBase64(
+      tarvex::Encoding::b64urlToBase64(std::string_view(input).substr(input.find('.') + 1)));
+  const tarvex::JSONDecoder decoder{
+      .dateDecodingStrategy = tarvex::DateDecodingStrategy::secondsSince1970()};
+  showClaims(decoder.decode<tarvex::JWTClaims>(*claims));
+
+  try {
+    readVerified(input + '.' + signature, key);
+  } catch (const tarvex::DecodingError& error) {
+    expect(error.kind() == tarvex::DecodingError::Kind::keyNotFound, "another decoding error");
+    say("  read as a whole it passes the verification and then stops at its header, which has no\n"
+        "  \"typ\" as our tokens have: " +
+        error.debugDescription());
+  }
+  expectError("one character of it changed", JWTError::verificationFailed(),
+              [&] { readVerified("f" + input.substr(1) + '.' + signature, key); });
+}
+
+void walk(const tarvex::RecordingLog& log) {
+  step("1. A key pair is made under the label \"demo\", and loaded again by that label.");
+  ECDSA::createKeyPair("demo");
+  const ECDSA pair = load("demo");
+
+  step("2. A token with all four claims is signed with it.");
+  const JWT token = makeToken(tarvex::now() + 3600);
+  const std::string text = token.exportBase64url(pair);
+  say("  " + text);
+
+  step("3. Somebody who knows only the public key, by its coordinates,");
+  const ECDSA server = publicOnly(pair);
+  step("   reads the token, verified, and checks that it has not expired.");
+  const JWT read = readVerified(text, server);
+  read.validateClaims();
+  showClaims(read.claims);
+  expect(read.header == token.header && read.claims.privs == token.claims.privs, "claims differ");
+
+  step("4. What must not pass does not.");
+  showRefusals(text, pair, server);
+
+  step("5. The ES256 example of RFC 7515, appendix A.3, a token that nobody here made.");
+  readForeignToken();
+
+  step("The library's log has a line for each signature that a key refused:");
+  for (const std::string& message : log.messages()) say("  " + message);
+}
+
+}  // namespace
+
+int main() {
+  const tarvex::RecordingLog log;
+  tarvex::installServices({.bundle = {.identifier = "com.example.token-road"}, .log = log.sink()});
+  try {
+    walk(log);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "demo: %s\n", error.what());
+    return 1;
+  }
+  say("\ndemo: ok");
+}
