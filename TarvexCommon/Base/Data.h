@@ -3,6 +3,7 @@
 
 #include <concepts>
 #include <cstdint>
+#include <ranges>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -36,3 +37,6 @@ class Bytes : public std::span<const std::uint8_t> {
 inline Data toData(Bytes bytes) { return Data(bytes.begin(), bytes.end()); }
 
 }  // namespace tarvex
+
+template <>
+inline constexpr bool std::ranges::enable_borrowed_range<tarvex::Bytes> = true;

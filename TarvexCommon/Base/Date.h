@@ -1,4 +1,4 @@
-// A point in time.
+// Dates.
 #pragma once
 
 #include <compare>
@@ -12,19 +12,19 @@ class Date {
  public:
   // Seconds from 1970-01-01T00:00:00Z to 2001-01-01T00:00:00Z, the epoch that a
   // date without a coding strategy is written against.
-  static constexpr double referenceDate = 978307200;
+  static constexpr double timeIntervalBetween1970AndReferenceDate = 978307200;
 
   // 1970-01-01T00:00:00Z.
   constexpr Date() noexcept = default;
 
   static constexpr Date fromTimeIntervalSince1970(double seconds) noexcept { return Date(seconds); }
   static constexpr Date fromTimeIntervalSinceReferenceDate(double seconds) noexcept {
-    return Date(seconds + referenceDate);
+    return Date(seconds + timeIntervalBetween1970AndReferenceDate);
   }
 
   constexpr double timeIntervalSince1970() const noexcept { return seconds_; }
   constexpr double timeIntervalSinceReferenceDate() const noexcept {
-    return seconds_ - referenceDate;
+    return seconds_ - timeIntervalBetween1970AndReferenceDate;
   }
 
   friend constexpr Date operator+(Date date, double seconds) noexcept {
@@ -32,6 +32,10 @@ class Date {
   }
   friend constexpr Date operator-(Date date, double seconds) noexcept {
     return Date(date.seconds_ - seconds);
+  }
+  // The seconds from `second` to `first`.
+  friend constexpr double operator-(Date first, Date second) noexcept {
+    return first.seconds_ - second.seconds_;
   }
   friend constexpr auto operator<=>(Date, Date) noexcept = default;
 

@@ -1,6 +1,7 @@
 // The one way in which the library stops the process.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string_view>
 
@@ -28,12 +29,22 @@ inline void require(bool condition, SourcePosition where = SourcePosition::curre
   if (!condition) fatalError("Assertion failed", where);
 }
 
-// Returns the value, or stops the process when there is none.
+inline constexpr std::string_view foundNil =
+    "Unexpectedly found nil while unwrapping an Optional value";
+
+// Return the value, or stop the process when there is none.
 template <typename Value>
 const Value& unwrap(const std::optional<Value>& value,
                     SourcePosition where = SourcePosition::current()) {
-  if (!value) fatalError("Unexpectedly found nil while unwrapping an Optional value", where);
+  if (!value) fatalError(foundNil, where);
   return *value;
+}
+
+template <typename Object>
+std::shared_ptr<Object> unwrap(std::shared_ptr<Object> object,
+                               SourcePosition where = SourcePosition::current()) {
+  if (object == nullptr) fatalError(foundNil, where);
+  return object;
 }
 
 }  // namespace tarvex

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <cstring>
 #include <vector>
 
 namespace tarvex {
@@ -61,12 +63,19 @@ std::string toText(const CodePoints& codePoints) {
 }  // namespace
 
 bool isASCII(std::string_view text) noexcept {
-  return std::all_of(text.begin(), text.end(),
-                     [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  std::uint64_t seen = 0;
+  for (; text.size() >= sizeof seen; text.remove_prefix(sizeof seen)) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, text.data(), sizeof word);
+    seen |= word;
+  }
+  for (const char c : text) seen |= static_cast<unsigned char>(c);
+  return (seen & 0x8080808080808080) == 0;
 }
 
+// Most texts are short and ASCII, for which the validator is far slower to start.
 bool isUTF8(std::string_view text) noexcept {
-  return simdjson::validate_utf8(text.data(), text.size());
+  return isASCII(text) || simdjson::validate_utf8(text.data(), text.size());
 }
 
 std::size_t graphemeCount(std::string_view text) {

@@ -6,7 +6,7 @@
 namespace tarvex {
 
 const Log& defaultLog() {
-  static const Log log(unwrap(services().bundle.identifier), "default");
+  static const auto& log = *new Log(unwrap(services().bundle.identifier), "default");
   return log;
 }
 

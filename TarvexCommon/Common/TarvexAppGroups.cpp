@@ -5,7 +5,7 @@
 namespace tarvex::TarvexAppGroups {
 
 const std::string& common() {
-  static const std::string identifier = teamIDPrefix() + "group.com.tarvex";
+  static const auto& identifier = *new std::string(teamIDPrefix() + "group.com.tarvex");
   return identifier;
 }
 

@@ -7,6 +7,7 @@ namespace tarvex {
 namespace {
 
 constexpr std::array<LocalizedText, 6> texts = {
+    // TRANSLATORS: %@ is the system's own description of the failure.
     LocalizedText("CRYPTO_SEC_INTERNAL", "Security framework internal error: %@",
                   "Security framework error"),
     LocalizedText("CRYPTO_RS_LENGTH", "r or s have incorrect length",

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "TarvexCommon/Base/Export.h"
-#include "TarvexCommon/Common/LocalizedError.h"
+#include "TarvexCommon/Common/LocalizedMessage.h"
 
 namespace tarvex {
 

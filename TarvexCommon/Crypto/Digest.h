@@ -10,7 +10,7 @@
 
 namespace tarvex::Crypto {
 
-// The hash algorithms. The two functions below are all that is known of one.
+// The hash algorithms.
 enum class Hash { sha256 };
 
 // Digests `length` bytes at `input`, null when there are none, into `output`, and
@@ -39,8 +39,8 @@ class TARVEX_EXPORT Digest {
 };
 
 // Returns the digest of `data` in lower-case hexadecimal, 64 characters for
-// SHA-256. Callers must be prepared for an exception, although none is thrown now.
-// Stops the process for 4 GiB of data or more.
+// SHA-256. May come to throw, but does not now. Stops the process for 4 GiB of
+// data or more.
 TARVEX_EXPORT std::string hashStr(Bytes data, Hash hash);
 
 }  // namespace tarvex::Crypto

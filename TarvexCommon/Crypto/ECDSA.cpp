@@ -12,6 +12,7 @@
 namespace tarvex::Crypto {
 namespace {
 
+constexpr std::size_t coordinateSize = 32;
 constexpr std::size_t signatureSize = 2 * signatureComponentSize;
 
 template <typename Result>
@@ -22,11 +23,12 @@ Result valueOrThrow(SecKeyResult<Result> result) {
   return std::get<Result>(std::move(result));
 }
 
+// A service that neither makes a key nor says why not is a fault of the program.
 SecKeyRef importKey(Bytes bytes, std::string_view keyClass, Curve curve) {
-  return valueOrThrow(
-      SecKeyCreateWithData(bytes, {{kSecAttrKeyType, kSecAttrKeyTypeECSECPrimeRandom},
-                                   {kSecAttrKeyClass, keyClass},
-                                   {kSecAttrKeySizeInBits, keySize(curve)}}));
+  return unwrap(
+      valueOrThrow(SecKeyCreateWithData(bytes, {{kSecAttrKeyType, kSecAttrKeyTypeECSECPrimeRandom},
+                                                {kSecAttrKeyClass, keyClass},
+                                                {kSecAttrKeySizeInBits, keySize(curve)}})));
 }
 
 // 04, X, Y. A coordinate that is not base64 is a fault of the program.
@@ -47,10 +49,11 @@ Data privateTag(std::string_view label) { return tag(label, ":private"); }
 Data publicTag(std::string_view label) { return tag(label, ":public"); }
 
 ItemDictionary queryForPrivateKey(std::string_view label) {
-  static const ItemDictionary privateKeyQuery = {{kSecClass, kSecClassKey},
-                                                 {kSecAttrKeyType, kSecAttrKeyTypeECSECPrimeRandom},
-                                                 {kSecAttrKeyClass, kSecAttrKeyClassPrivate},
-                                                 {kSecReturnRef, true}};
+  static const auto& privateKeyQuery =
+      *new ItemDictionary{{kSecClass, kSecClassKey},
+                          {kSecAttrKeyType, kSecAttrKeyTypeECSECPrimeRandom},
+                          {kSecAttrKeyClass, kSecAttrKeyClassPrivate},
+                          {kSecReturnRef, true}};
   ItemDictionary query = privateKeyQuery;
   query.emplace(kSecAttrApplicationTag, privateTag(label));
   return query;
@@ -67,8 +70,8 @@ SecKeyRef findPrivateKey(std::string_view label) {
   const OSStatus status = SecItemCopyMatching(queryForPrivateKey(label), &found);
   if (status != errSecSuccess) throw CryptoError::secInternalError(messageOf(status));
   const auto* key = found.get<SecKeyRef>();
-  require(key != nullptr && *key != nullptr);
-  return *key;
+  require(key != nullptr || found.isNothing());
+  return unwrap(key == nullptr ? SecKeyRef() : *key);
 }
 
 }  // namespace
@@ -104,7 +107,7 @@ void ECDSA::createKeyPair(std::string_view label) {
   const auto taggedWith = [](Data applicationTag) {
     return ItemDictionary{{kSecAttrApplicationTag, std::move(applicationTag)}};
   };
-  valueOrThrow(SecKeyCreateRandomKey({
+  (void)unwrap(valueOrThrow(SecKeyCreateRandomKey({
       {kSecAttrKeyType, kSecAttrKeyTypeECSECPrimeRandom},
       {kSecAttrKeySizeInBits, keySize(Curve::p256)},
       {kSecAttrLabel, label},
@@ -112,7 +115,7 @@ void ECDSA::createKeyPair(std::string_view label) {
       {kSecAttrIsExtractable, true},
       {kSecPrivateKeyAttrs, taggedWith(privateTag(label))},
       {kSecPublicKeyAttrs, taggedWith(publicTag(label))},
-  }));
+  })));
 }
 
 Data ECDSA::createSignature(Bytes msg) const {
@@ -140,6 +143,13 @@ bool ECDSA::verifySignature(const Verification& check) const {
       SecKeyVerifySignature(publicKey_, signingAlgo_, {.msg = check.msg.get(), .derSig = derSig});
   if (failure) throw CryptoError::secInternalError(std::move(failure->localizedDescription));
   return true;
+}
+
+ECDSA::PublicPoint ECDSA::coordinates() const {
+  const auto bytes = SecKeyCopyExternalRepresentation(publicKey_);
+  if (!bytes || bytes->size() != 1 + 2 * coordinateSize) throw CryptoError::missingPublicKey();
+  const Bytes point(*bytes);
+  return {toBase64(point.subspan(1, coordinateSize)), toBase64(point.last(coordinateSize))};
 }
 
 }  // namespace tarvex::Crypto

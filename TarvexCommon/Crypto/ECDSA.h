@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "TarvexCommon/Base/Data.h"
@@ -30,8 +31,9 @@ TARVEX_EXPORT std::uint32_t keySize(Curve curve);
 // Every operation throws `CryptoError` unless its comment says otherwise.
 class TARVEX_EXPORT ECDSA {
  public:
-  // Keys in their external form, X9.63: 04, X, Y (65 bytes) for the public key; 04,
-  // X, Y, K (97 bytes) for the private one. The two are not compared.
+  // Keys in their external form, X9.63: 04, X, Y (65 bytes) for the public key;
+  // 04, X, Y, K (97 bytes) for the private one. The two are not compared. What
+  // is signed and how is said by `algo` alone; `hash` is kept for the caller.
   struct ExternalKeys {
     Required<Bytes> pubKey;
     std::optional<Bytes> privKey = std::nullopt;
@@ -56,15 +58,19 @@ class TARVEX_EXPORT ECDSA {
 
   // Loads the pair that `createKeyPair` stored under `label`. Throws
   // `secInternalError` with the item service's text when it is not found, then
-  // `missingPublicKey`.
+  // `missingPublicKey`. Stops the process when what the item service finds is
+  // no key.
   ECDSA(std::string_view label, Hash hash, Curve curve, SecKeyAlgorithm algo);
 
-  // Makes a P-256 pair and stores it under `label`; a pair that is there is kept as
-  // it is. Throws `secInternalError`.
+  // Makes a P-256 pair and stores it under `label`, unless the item service
+  // finds one there. Where two callers make a pair under one label at once both
+  // are stored, and the older one is found from then on. Throws
+  // `secInternalError`.
   static void createKeyPair(std::string_view label);
 
-  // Returns the signature of `msg`, 64 bytes. Throws `algoNotSupported` (also when
-  // there is no private key), `secInternalError`, `invalidDerSig`.
+  // Returns the signature of `msg`, 64 bytes. Throws `algoNotSupported` (also
+  // when there is no private key), `secInternalError`, `invalidDerSig`. Stops
+  // the process when the key service returns r or s in fewer than 32 bytes.
   Data createSignature(Bytes msg) const;
 
   struct Verification {
@@ -95,6 +101,15 @@ class TARVEX_EXPORT ECDSA {
   // or 33 bytes long, or when the sequence has another length than its parts. The
   // integer tags, the first of 33 bytes and what follows s are not looked at.
   static RawSignature DERToRaw(Bytes derSig);
+
+  // Returns the affine coordinates of the public key, as `Coordinates` takes
+  // them. Throws `missingPublicKey` when the key service does not give them
+  // out.
+  struct PublicPoint {
+    std::string x;
+    std::string y;
+  };
+  PublicPoint coordinates() const;
 
   const SecKeyRef& privateKey() const noexcept { return privateKey_; }  // null: none
   const SecKeyRef& publicKey() const noexcept { return publicKey_; }

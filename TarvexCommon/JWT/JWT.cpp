@@ -47,8 +47,10 @@ bool isSigned(const Segments& token, const Crypto::ECDSA& ec) {
     return ec.verifySignature({.msg = token.signingInput, .signature = *signature});
   } catch (const CryptoError& error) {
     logRefusal(error.errorDescription());
-  } catch (const std::exception& error) {  // from a key service of the host's own
+  } catch (const std::exception& error) {  // this and the next: a host's own key service
     logRefusal(error.what());
+  } catch (...) {
+    logRefusal("unknown error");
   }
   return false;
 }
@@ -58,11 +60,6 @@ Data decoded(std::string_view segment) {
   auto bytes = fromBase64Segment(segment, JSONDecoder::spareCapacity);
   if (!bytes) throw JWTError::decodeFailed();
   return std::move(*bytes);
-}
-
-template <typename Record>
-void appendSegment(std::string& token, const Record& record) {
-  appendBase64Segment(token, segmentEncoder().encode(record));
 }
 
 }  // namespace
@@ -90,14 +87,8 @@ JWT JWT::fromBase64url(const Compact& token) {
 }
 
 std::string JWT::exportBase64url(const Crypto::ECDSA& ec) const {
-  std::string token;
-  appendSegment(token, header);
-  token += '.';
-  appendSegment(token, claims);
-  const Data signature = ec.createSignature(token);
-  token += '.';
-  appendBase64Segment(token, signature);
-  return token;
+  const std::string signingInput = header.encode() + '.' + claims.encode();
+  return signingInput + '.' + toSegment(ec.createSignature(signingInput));
 }
 
 void JWT::validateClaims() const {

@@ -31,27 +31,33 @@ struct TARVEX_EXPORT JWT {
   // Reads the nested JSON form, `{"header":{...},"claims":{...}}`.
   explicit JWT(const Decoder& decoder);
 
-  // Reads a token. With `verifySignature` the signature is checked before anything
-  // is decoded; without it, neither the key nor a third segment is looked at, and
-  // two segments are enough.
+  // Reads a token. With `verifySignature` the signature is checked before
+  // anything is decoded; without it, neither the key nor a third segment is
+  // looked at, and two segments are enough.
   //
   // Throws, in this order: `invalidSegmentCount` unless there are two or three
-  // segments; `verificationFailed` when the signature is to be checked and there is
-  // no key, no third segment, or no match (the reason is logged where the key gives
-  // one, which needs the host's bundle identifier); `decodeFailed` when the header or the claims
-  // are not base64url; `DecodingError` when they are not the JSON that is expected.
+  // segments; `verificationFailed` when the signature is to be checked and
+  // there is no key, no third segment, or no match (the reason is logged where
+  // the key gives one); `decodeFailed` when the header or the claims are not
+  // base64url; `DecodingError` when they are not the JSON that is expected.
+  // Stops the process when a reason is to be logged and the host's bundle has
+  // no identifier.
   static JWT fromBase64url(const Compact& token);
 
-  // Returns the token in compact form, signed by `ec`. Throws `EncodingError`, then
-  // what `createSignature` throws.
+  // Returns the token in compact form, signed by `ec`. Throws `EncodingError`,
+  // then what `createSignature` throws. Stops the process for an "exp" that no
+  // token can carry, see `wholeSecondsSince1970`.
   std::string exportBase64url(const Crypto::ECDSA& ec) const;
 
   // Throws `claimsExpired` when "exp" is before the present; a token without "exp"
   // never expires. There is no allowance for clocks that differ.
   void validateClaims() const;
 
-  // The nested JSON form and its base64url text; not the compact form.
+  // Writes the nested JSON form.
   void encode(Encoder& encoder) const;
+
+  // Not a token: the base64url text of the nested JSON form. `exportBase64url`
+  // makes tokens.
   std::string encode() const;
 
   friend bool operator==(const JWT&, const JWT&) = default;

@@ -13,11 +13,13 @@
 
 namespace tarvex {
 
-// What the token says of its subject. An absent claim is left out of the JSON, one
-// that is missing or null is read as absent.
+// What the token says of its subject. An absent claim is left out of the JSON,
+// one that is missing or null is read as absent. Other claims ("iss", "aud",
+// ...) are neither read nor written.
 //
 //   JWTClaims({.sub = "alice", .exp = now() + 3600,
-//              .scopes = std::vector<std::string>{"read"}, .privs = std::nullopt})
+//              .scopes = std::vector<std::string>{"read"}, .privs =
+//              std::nullopt})
 //
 //   member  JSON
 //   sub     "sub", a text: the subject
@@ -36,10 +38,13 @@ struct TARVEX_EXPORT JWTClaims {
     Required<std::optional<Privileges>> privs;
   };
 
-  JWTClaims(Members members);
+  explicit JWTClaims(Members members);
   explicit JWTClaims(const Decoder& decoder);
 
   void encode(Encoder& encoder) const;
+
+  // Returns the token segment. Stops the process for an `exp` that no token can
+  // carry, see `wholeSecondsSince1970`.
   std::string encode() const;
 
   friend bool operator==(const JWTClaims&, const JWTClaims&) = default;

@@ -1,5 +1,6 @@
 #include "TarvexCommon/JWT/JWTCodable.h"
 
+#include "TarvexCommon/Base/Base64Segment.h"
 #include "TarvexCommon/Base/FatalError.h"
 
 namespace tarvex {
@@ -18,11 +19,19 @@ std::uint64_t wholeSeconds(Date date) {
 }  // namespace
 
 const DateEncodingStrategy& wholeSecondsSince1970() {
-  static const auto strategy = DateEncodingStrategy::custom(
-      [](Date date, Encoder& to) { to.singleValueContainer().encode(wholeSeconds(date)); });
+  const auto write = [](Date date, Encoder& to) {
+    to.singleValueContainer().encode(wholeSeconds(date));
+  };
+  static const auto& strategy = *new auto(DateEncodingStrategy::custom(write));
   return strategy;
 }
 
 JSONEncoder segmentEncoder() { return {.dateEncodingStrategy = wholeSecondsSince1970()}; }
+
+std::string toSegment(Bytes bytes) {
+  std::string text;
+  appendBase64Segment(text, bytes);
+  return text;
+}
 
 }  // namespace tarvex

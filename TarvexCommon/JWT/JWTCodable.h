@@ -4,11 +4,10 @@
 #include <concepts>
 #include <string>
 
-#include "TarvexCommon/Base/Base64.h"
+#include "TarvexCommon/Base/Data.h"
 #include "TarvexCommon/Base/Export.h"
 #include "TarvexCommon/Base/JSON/JSONDecoder.h"
 #include "TarvexCommon/Base/JSON/JSONEncoder.h"
-#include "TarvexCommon/Common/Encoding.h"
 
 namespace tarvex {
 
@@ -27,11 +26,14 @@ TARVEX_EXPORT const DateEncodingStrategy& wholeSecondsSince1970();
 // The encoder of every token: compact, with whole seconds.
 TARVEX_EXPORT JSONEncoder segmentEncoder();
 
-// Returns the base64url text of the record's JSON, for example "e30" for `{}`.
-// Throws `EncodingError`.
+// Returns the base64url text of `bytes`, without padding: "e30" for `{}`.
+TARVEX_EXPORT std::string toSegment(Bytes bytes);
+
+// Returns the segment of the record. Throws `EncodingError`. Stops the process
+// for a date that no token can carry.
 template <Encodable T>
 std::string encodeSegment(const T& record) {
-  return Encoding::base64ToB64url(toBase64(segmentEncoder().encode(record)));
+  return toSegment(segmentEncoder().encode(record));
 }
 
 }  // namespace tarvex

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "TarvexCommon/Base/Export.h"
-#include "TarvexCommon/Common/LocalizedError.h"
+#include "TarvexCommon/Common/LocalizedMessage.h"
 
 namespace tarvex {
 
@@ -16,7 +16,7 @@ class TARVEX_EXPORT JWTError final : public std::exception {
   enum class Case {
     invalidSegmentCount,  // not two or three segments
     decodeFailed,         // a segment is not base64url
-    encodeFailed,         // the text to be signed is not UTF-8
+    encodeFailed,         // for hosts that make tokens of their own; not thrown here
     verificationFailed,   // not signed by the key, or no key to check it with
     claimsExpired,        // "exp" is in the past
   };

@@ -23,10 +23,12 @@ struct TARVEX_EXPORT JWTHeader {
     Required<std::string> algo;
   };
 
-  JWTHeader(Members members);
+  explicit JWTHeader(Members members);
   explicit JWTHeader(const Decoder& decoder);
 
   void encode(Encoder& encoder) const;
+
+  // Returns the token segment.
   std::string encode() const;
 
   friend bool operator==(const JWTHeader&, const JWTHeader&) = default;

@@ -1,30 +1,28 @@
 #include "TarvexCommon/Platform/Bundle.h"
 
+#include "TarvexCommon/Base/FatalError.h"
 #include "TarvexCommon/Platform/Services.h"
 
 namespace tarvex {
 namespace {
 
-constexpr const char* teamIDPrefixKey = "TeamIDPrefix";
-
-bool hasTeamIDPrefix(const Bundle& bundle) {
-  return bundle.infoDictionary && bundle.infoDictionary->contains(teamIDPrefixKey);
+std::optional<std::string> knownTeamIDPrefix() {
+  const auto& information = services().bundle.infoDictionary;
+  const auto entry = information.find("TeamIDPrefix");
+  return entry == information.end() ? std::nullopt : std::optional(entry->second);
 }
 
 }  // namespace
 
-std::string teamIDPrefix(SourcePosition where) {
-  const auto& information = unwrap(services().bundle.infoDictionary, where);
-  const auto entry = information.find(teamIDPrefixKey);
-  return unwrap(entry == information.end() ? std::nullopt : std::optional(entry->second), where);
-}
+std::string teamIDPrefix() { return unwrap(knownTeamIDPrefix()); }
 
 std::vector<std::string> keychainAccessGroups() {
   const Bundle& bundle = services().bundle;
   if (bundle.keychainAccessGroups) return *bundle.keychainAccessGroups;
-  if (!bundle.identifier || !hasTeamIDPrefix(bundle)) return {""};
-  const std::string prefix = teamIDPrefix();
-  return {prefix + *bundle.identifier, prefix + "com.tarvex.cloud", prefix + "com.tarvex.devices"};
+  const auto prefix = knownTeamIDPrefix();
+  if (!bundle.identifier || !prefix) return {""};
+  return {*prefix + *bundle.identifier, *prefix + "com.tarvex.cloud",
+          *prefix + "com.tarvex.devices"};
 }
 
 }  // namespace tarvex

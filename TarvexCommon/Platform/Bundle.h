@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "TarvexCommon/Base/Export.h"
-#include "TarvexCommon/Base/FatalError.h"
 
 namespace tarvex {
 
@@ -19,17 +18,16 @@ struct Bundle {
 
   // At least "TeamIDPrefix", the prefix that the applications of one signing team
   // share, for example "ABCDE12345.".
-  std::optional<std::map<std::string, std::string>> infoDictionary = std::nullopt;
+  std::map<std::string, std::string> infoDictionary = {};
 
   // The access groups that the process may use, its own first; when absent, the
   // application's own group and the two shared ones of its team prefix.
   std::optional<std::vector<std::string>> keychainAccessGroups = std::nullopt;
 };
 
-// Returns the team prefix of the bundle in use. Stops the process when the bundle
-// has no information dictionary or no "TeamIDPrefix" in it; `where` is the position
-// that is named then.
-TARVEX_EXPORT std::string teamIDPrefix(SourcePosition where = SourcePosition::current());
+// Returns the team prefix of the bundle in use. Stops the process when its
+// information dictionary has no "TeamIDPrefix".
+TARVEX_EXPORT std::string teamIDPrefix();
 
 // Returns the access groups of the process. Where the bundle names neither groups
 // nor a prefix and an identifier, there is one group, the empty one.

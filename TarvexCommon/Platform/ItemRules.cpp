@@ -90,12 +90,6 @@ void ensure(bool condition, OSStatus otherwise) {
   if (!condition) throw ItemFailure{otherwise};
 }
 
-template <typename Type>
-const Type* find(const ItemDictionary& dictionary, std::string_view name) {
-  const auto entry = dictionary.find(name);
-  return entry == dictionary.end() ? nullptr : entry->second.get<Type>();
-}
-
 bool isKey(const ItemDictionary& given) {
   const auto* itemClass = find<std::string>(given, kSecClass);
   ensure(itemClass != nullptr, errSecParam);

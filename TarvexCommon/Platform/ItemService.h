@@ -1,11 +1,25 @@
 // The item service: secrets and keys as items with attributes.
 //
-// An item is found by its attributes. A query names the class of the item, what
-// its attributes must be, how many matches count (`kSecMatchLimit`, one without)
-// and what to return (`kSecReturn...`). Where `kSecAttrSynchronizable` is absent a
-// query sees items that are not synchronised only. Accessibility is kept and
-// returned but takes no part in matching; `kSecUseDataProtectionKeychain` changes
-// nothing, there is one store.
+// A query names the class of an item, what its attributes must be, how many
+// matches to take (`kSecMatchLimit`) and what to return of them
+// (`kSecReturn...`). Where `kSecAttrSynchronizable` is absent it sees only
+// items that are not synchronised; where the access group is absent, those of
+// all groups of the process. Accessibility is kept and returned but takes no
+// part in matching; `kSecUseDataProtectionKeychain` changes nothing, there is
+// one store.
+//
+// Each operation answers the first of these that applies, and `errSecSuccess`
+// else:
+//
+//   errSecParam                no class; a value of a wrong type; nothing to
+//   change errSecUnimplemented        a class or key that it does not know
+//   errSecMissingEntitlement   an access group that is not the process's
+//   errSecItemNotFound         no match (not SecItemAdd)
+//   errSecDuplicateItem        the item, or a changed one, is there (add and
+//   update) errSecDecode               a key is asked for and its bytes are
+//   none
+//
+// or a status of the store itself: not available, locked, damaged, full, ...
 #pragma once
 
 #include <cstdint>
@@ -76,8 +90,8 @@ inline constexpr char kSecMatchLimitAll[] = "m_LimitAll";
 inline constexpr char kSecUseDataProtectionKeychain[] = "nleg";
 
 // An item service, a function for each operation; one that is left out answers
-// `errSecUnimplemented`, or nothing. `result` may be null:
-// nothing is made to be returned then. A failure leaves it as it was.
+// `errSecUnimplemented`, or nothing. Where `result` is null nothing is made to
+// be returned. A failure leaves everything as it was.
 struct ItemService {
   std::function<OSStatus(const ItemDictionary& attributes, ItemValue* result)> add = {};
   std::function<OSStatus(const ItemDictionary& query, ItemValue* result)> copyMatching = {};
@@ -86,26 +100,27 @@ struct ItemService {
   std::function<std::optional<std::string>(OSStatus status)> copyErrorMessage = {};
 };
 
-// Adds one item, to the process's first access group unless it names one, and
-// returns of it what `kSecReturn...` asks for: `errSecDuplicateItem` when it is
-// there. Passwords are told apart by account, service, access group and
-// synchronisation; keys by key class, tag, hash of the public key, access group and
-// synchronisation.
-TARVEX_EXPORT OSStatus SecItemAdd(const ItemDictionary& attributes, ItemValue* result = nullptr);
+// Adds one item, to the process's first access group unless it names one.
+// Passwords are told apart by account, service, access group and
+// synchronisation; keys by key class, tag, hash of the public key, access group
+// and synchronisation.
+[[nodiscard]] TARVEX_EXPORT OSStatus SecItemAdd(const ItemDictionary& attributes,
+                                                ItemValue* result = nullptr);
 
-// Finds items, oldest first. The result is the value's bytes for `kSecReturnData`,
-// the key for `kSecReturnRef`, a dictionary for `kSecReturnAttributes` (with the
-// bytes under `kSecValueData` when both are asked for); with `kSecMatchLimitAll` a
-// list of these, even of one.
-TARVEX_EXPORT OSStatus SecItemCopyMatching(const ItemDictionary& query,
-                                           ItemValue* result = nullptr);
+// Finds the oldest match, or all of them, oldest first. The result is the
+// value's bytes for `kSecReturnData`, the key for `kSecReturnRef`, a dictionary
+// for `kSecReturnAttributes` (with the bytes under `kSecValueData` when both
+// are asked for); with `kSecMatchLimitAll` a list of these, even of one.
+[[nodiscard]] TARVEX_EXPORT OSStatus SecItemCopyMatching(const ItemDictionary& query,
+                                                         ItemValue* result = nullptr);
 
-// Changes attributes or the value of all matches, or of none of them:
-// `errSecDuplicateItem` when a changed item would equal another.
-TARVEX_EXPORT OSStatus SecItemUpdate(const ItemDictionary& query, const ItemDictionary& changes);
+// Changes attributes or the value of all matches, whatever the limit, or of
+// none.
+[[nodiscard]] TARVEX_EXPORT OSStatus SecItemUpdate(const ItemDictionary& query,
+                                                   const ItemDictionary& changes);
 
 // Removes all matches, or the oldest one with `kSecMatchLimitOne`.
-TARVEX_EXPORT OSStatus SecItemDelete(const ItemDictionary& query);
+[[nodiscard]] TARVEX_EXPORT OSStatus SecItemDelete(const ItemDictionary& query);
 
 // Returns the service's text for a status, in English; nothing when it has none.
 TARVEX_EXPORT std::optional<std::string> SecCopyErrorMessageString(OSStatus status);

@@ -39,7 +39,8 @@ class TARVEX_EXPORT ItemValue {
   template <std::same_as<bool> Bool>
   ItemValue(Bool value) noexcept : value_(value) {}
   template <std::integral Integer>
-    requires(!std::same_as<Integer, bool>)
+    requires(!std::same_as<Integer, bool> &&
+             (std::signed_integral<Integer> || sizeof(Integer) < sizeof(std::int64_t)))
   ItemValue(Integer value)
   noexcept : value_(static_cast<std::int64_t>(value)) {}
   ItemValue(std::string value) noexcept : value_(std::move(value)) {}
@@ -78,6 +79,13 @@ const T* ItemValue::get() const noexcept {
   } else {
     return std::get_if<T>(&value_);
   }
+}
+
+// Returns the attribute `name` when it is there and a `T`, otherwise null.
+template <typename T>
+const T* find(const ItemDictionary& dictionary, std::string_view name) {
+  const auto entry = dictionary.find(name);
+  return entry == dictionary.end() ? nullptr : entry->second.template get<T>();
 }
 
 }  // namespace tarvex

@@ -45,7 +45,7 @@ struct SecKeySignedMessage {
   Bytes derSig;
 };
 
-// A key service, a function for each operation; all of them are needed.
+// A key service, a function for each operation; one that is left out fails.
 //
 // A service of a host's own keeps two promises beside what stands at the functions
 // below. In the signatures that it makes, r and s are written in full, 32 or 33
@@ -68,14 +68,17 @@ struct KeyService {
   std::function<std::optional<Data>(const SecKeyRef& key)> copyExternalRepresentation = {};
 };
 
-// Imports a key of the class `kSecAttrKeyClass`: 65 bytes for a public key (04, X,
-// Y), 97 for a private one (04, X, Y, K). A failure says what is wrong with them.
+// Imports a key of the class `kSecAttrKeyClass`: 65 bytes for a public key (04,
+// X, Y), 97 for a private one (04, X, Y, K). The attributes also say
+// `kSecAttrKeyType` and `kSecAttrKeySizeInBits`, of which only an elliptic
+// curve of 256 bits is known here. A failure says what is wrong with the bytes.
 TARVEX_EXPORT SecKeyResult<SecKeyRef> SecKeyCreateWithData(Bytes externalBytes,
                                                            const ItemDictionary& attributes);
 
-// Makes a P-256 pair and returns its private key; when `kSecAttrIsPermanent` is
-// true both keys are stored as items with the attributes of the dictionary and of
-// `kSecPrivateKeyAttrs` and `kSecPublicKeyAttrs` in it.
+// Makes a pair of that type and size and returns its private key; when
+// `kSecAttrIsPermanent` is true both keys are stored as items with the
+// attributes of the dictionary and of `kSecPrivateKeyAttrs` and
+// `kSecPublicKeyAttrs` in it.
 TARVEX_EXPORT SecKeyResult<SecKeyRef> SecKeyCreateRandomKey(const ItemDictionary& attributes);
 
 // Returns the public key of a private key, or null.

@@ -20,7 +20,7 @@ struct LogRecord {
 // Takes a record, on the thread that logs; must not throw.
 using LogSink = std::function<void(const LogRecord&)>;
 
-// A log with its subsystem and category; the sink in use takes what it is given.
+// Writes records with its subsystem and category to the sink in use.
 class TARVEX_EXPORT Log {
  public:
   Log(std::string subsystem, std::string category);

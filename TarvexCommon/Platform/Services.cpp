@@ -3,6 +3,8 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
+#include <utility>
 
 #include "TarvexCommon/Platform/Linux/OpenSSLKeyService.h"
 #include "TarvexCommon/Platform/Memory/MemoryItemService.h"
@@ -11,14 +13,16 @@ namespace tarvex {
 namespace {
 
 std::mutex mutex;
-std::unique_ptr<const Services> owner;
+
+// Never destroyed: a static object of the host's may use the library at exit.
 std::atomic<const Services*> inUse;
 
+// Calls the former set's destructor, if there is one, only when the new set is
+// in use.
 const Services& install(Services services) {
   auto made = std::make_unique<const Services>(std::move(services));
-  inUse.store(made.get(), std::memory_order_release);
-  owner.swap(made);
-  return *owner;
+  const std::unique_ptr<const Services> former(inUse.exchange(made.get()));
+  return *made.release();
 }
 
 const Services& installDefault() {
@@ -34,6 +38,9 @@ ItemService Services::defaultItemService() { return memoryItemService(); }
 KeyService Services::defaultKeyService() { return openSSLKeyService(); }
 
 void installServices(Services services) {
+  if (!services.log) throw std::invalid_argument("Services: the log is missing");
+  if (!services.stringTable) throw std::invalid_argument("Services: the string table is missing");
+  if (!services.clock) throw std::invalid_argument("Services: the clock is missing");
   const std::lock_guard lock(mutex);
   install(std::move(services));
 }

@@ -9,8 +9,8 @@
 
 namespace tarvex {
 
-// Returns the text for `key` in the user's language, or `defaultValue` where there
-// is none. `comment` is for translators.
+// Returns the text for `key` in the user's language, or `defaultValue` where
+// there is none. `comment` is for translators. Must not throw.
 using StringTable = std::function<std::string(
     const std::string& key, const std::string& defaultValue, const std::string& comment)>;
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace tarvex {
+namespace tarvex::coding {
 
 CodingPath CodingPlace::path() const {
   CodingPath path;
@@ -14,4 +14,4 @@ CodingPath CodingPlace::path() const {
   return path;
 }
 
-}  // namespace tarvex
+}  // namespace tarvex::coding

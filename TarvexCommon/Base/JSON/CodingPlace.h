@@ -8,7 +8,7 @@
 #include "TarvexCommon/Base/Export.h"
 #include "TarvexCommon/Base/JSON/CodingError.h"
 
-namespace tarvex {
+namespace tarvex::coding {
 
 class TARVEX_EXPORT CodingPlace {
  public:
@@ -27,4 +27,4 @@ class TARVEX_EXPORT CodingPlace {
   bool isElement_ = false;
 };
 
-}  // namespace tarvex
+}  // namespace tarvex::coding

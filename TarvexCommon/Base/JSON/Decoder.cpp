@@ -46,23 +46,23 @@ std::optional<Int> exactly(simdjson::dom::element element) {
   return static_cast<Int>(number);
 }
 
-[[noreturn]] void doesNotFit(const CodingPlace& place) {
+[[noreturn]] void doesNotFit(const coding::CodingPlace& place) {
   throw DecodingError::dataCorrupted(
       {place.path(), "Parsed JSON number does not fit in the integer type."});
 }
 
 }  // namespace
 
-Decoder::Decoder(JSONDocument& document, const DateDecodingStrategy& dates) noexcept
-    : document_(&document), dates_(&dates), node_(document.root()) {}
+Decoder::Decoder(const coding::JSONDocument& document, const DateDecodingStrategy& dates) noexcept
+    : dates_(&dates), node_(document.root()) {}
 
 KeyedDecodingContainer Decoder::container() const {
-  if (!elementOf(node_).is_object()) refuse("Dictionary<String, Any>");
+  if (!coding::elementOf(node_).is_object()) refuse("Dictionary<String, Any>");
   return {*this, node_};
 }
 
 UnkeyedDecodingContainer Decoder::unkeyedContainer() const {
-  if (!elementOf(node_).is_array()) refuse("Array<Any>");
+  if (!coding::elementOf(node_).is_array()) refuse("Array<Any>");
   return {*this, node_};
 }
 
@@ -70,30 +70,26 @@ SingleValueDecodingContainer Decoder::singleValueContainer() const noexcept {
   return SingleValueDecodingContainer(*this);
 }
 
-bool Decoder::isNull() const { return elementOf(node_).is_null(); }
+bool Decoder::isNull() const { return coding::elementOf(node_).is_null(); }
 
 bool Decoder::boolean() const {
   bool value = false;
-  if (elementOf(node_).get(value) != simdjson::SUCCESS) refuse("Bool");
+  if (coding::elementOf(node_).get(value) != simdjson::SUCCESS) refuse("Bool");
   return value;
 }
 
 void Decoder::requireNumber(std::string_view type) const {
-  const auto element = elementOf(node_);
-  if (!element.is_number()) refuse(type);
-  if (element.is_double() && element.get_double().value_unsafe() == 0) {
-    document_->refuseUnderflow();
-  }
+  if (!coding::elementOf(node_).is_number()) refuse(type);
 }
 
 double Decoder::number() const {
   requireNumber("Double");
-  return elementOf(node_).get_double().value_unsafe();
+  return coding::elementOf(node_).get_double().value_unsafe();
 }
 
 std::string Decoder::text() const {
   std::string_view value;
-  if (elementOf(node_).get(value) != simdjson::SUCCESS) refuse("String");
+  if (coding::elementOf(node_).get(value) != simdjson::SUCCESS) refuse("String");
   return std::string(value);
 }
 
@@ -110,14 +106,14 @@ Date Decoder::date() const {
 
 std::int64_t Decoder::integer(std::int64_t low, std::int64_t high) const {
   requireNumber("Int");
-  const auto value = exactly<std::int64_t>(elementOf(node_));
+  const auto value = exactly<std::int64_t>(coding::elementOf(node_));
   if (!value || *value < low || *value > high) doesNotFit(place_);
   return *value;
 }
 
 std::uint64_t Decoder::unsignedInteger(std::uint64_t high) const {
   requireNumber("UInt");
-  const auto value = exactly<std::uint64_t>(elementOf(node_));
+  const auto value = exactly<std::uint64_t>(coding::elementOf(node_));
   if (!value || *value > high) doesNotFit(place_);
   return *value;
 }
@@ -126,13 +122,13 @@ void Decoder::refuse(std::string_view type) const {
   if (isNull()) throw DecodingError::valueNotFound({codingPath(), nullText(type)});
   throw DecodingError::typeMismatch(
       {codingPath(), "Expected to decode " + std::string(type) + " but found " +
-                         std::string(nameOf(elementOf(node_).type())) + " instead."});
+                         std::string(nameOf(coding::elementOf(node_).type())) + " instead."});
 }
 
 std::vector<std::string> KeyedDecodingContainer::allKeys() const {
   std::vector<std::string> keys;
   std::set<std::string> forms;
-  for (JSONMembers members(object_); members.hasNext(); members.advance()) {
+  for (coding::JSONMembers members(object_); members.hasNext(); members.advance()) {
     if (forms.insert(canonicalForm(members.key())).second) keys.emplace_back(members.key());
   }
   return keys;
@@ -140,10 +136,10 @@ std::vector<std::string> KeyedDecodingContainer::allKeys() const {
 
 CodingPath KeyedDecodingContainer::codingPath() const { return decoder_->codingPath(); }
 
-JSONNode UnkeyedDecodingContainer::next() {
+coding::JSONNode UnkeyedDecodingContainer::next() {
   if (!isAtEnd()) return elements_.next();
   throw DecodingError::valueNotFound(
-      {CodingPlace(decoder_->place_, index_).path(), "Unkeyed container is at end."});
+      {coding::CodingPlace(decoder_->place_, index_).path(), "Unkeyed container is at end."});
 }
 
 CodingPath UnkeyedDecodingContainer::codingPath() const { return decoder_->codingPath(); }

@@ -23,6 +23,7 @@
 // the constructor call that received them.
 #pragma once
 
+#include <algorithm>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -44,11 +45,14 @@
 
 namespace tarvex {
 
+namespace coding {
+class JSONDocument;
+}
+
 class Decoder;
 class DateDecodingStrategy;
-class JSONDocument;
 
-// A type that reads itself, the C++ form of `init(from:)`.
+// A type that reads itself.
 template <typename T>
 concept Decodable = std::constructible_from<T, const Decoder&>;
 
@@ -65,7 +69,7 @@ class TARVEX_EXPORT KeyedDecodingContainer {
   std::optional<T> decodeIfPresent(std::string_view key) const;
 
   // Returns whether the key is there, null or not.
-  bool contains(std::string_view key) const { return findMember(object_, key).has_value(); }
+  bool contains(std::string_view key) const { return coding::findMember(object_, key).has_value(); }
 
   // The keys in the order of the document.
   std::vector<std::string> allKeys() const;
@@ -74,11 +78,11 @@ class TARVEX_EXPORT KeyedDecodingContainer {
 
  private:
   friend Decoder;
-  KeyedDecodingContainer(const Decoder& decoder, JSONNode object) noexcept
+  KeyedDecodingContainer(const Decoder& decoder, coding::JSONNode object) noexcept
       : decoder_(&decoder), object_(object) {}
 
   const Decoder* decoder_;
-  JSONNode object_;
+  coding::JSONNode object_;
 };
 
 // The elements of a JSON array, read one after the other.
@@ -94,12 +98,12 @@ class TARVEX_EXPORT UnkeyedDecodingContainer {
 
  private:
   friend Decoder;
-  UnkeyedDecodingContainer(const Decoder& decoder, JSONNode array) noexcept
+  UnkeyedDecodingContainer(const Decoder& decoder, coding::JSONNode array) noexcept
       : decoder_(&decoder), elements_(array) {}
-  JSONNode next();
+  coding::JSONNode next();
 
   const Decoder* decoder_;
-  JSONElements elements_;
+  coding::JSONElements elements_;
   std::size_t index_ = 0;
 };
 
@@ -139,13 +143,10 @@ class TARVEX_EXPORT Decoder {
   friend SingleValueDecodingContainer;
   friend struct JSONDecoder;
 
-  Decoder(JSONDocument& document, const DateDecodingStrategy& dates) noexcept;
+  Decoder(const coding::JSONDocument& document, const DateDecodingStrategy& dates) noexcept;
   template <typename Step>
-  Decoder(const Decoder& around, Step step, JSONNode node) noexcept
-      : document_(around.document_),
-        dates_(around.dates_),
-        place_(around.place_, step),
-        node_(node) {}
+  Decoder(const Decoder& around, Step step, coding::JSONNode node) noexcept
+      : dates_(around.dates_), place_(around.place_, step), node_(node) {}
 
   template <typename T>
   T value() const;
@@ -165,29 +166,28 @@ class TARVEX_EXPORT Decoder {
   void requireNumber(std::string_view type) const;
   [[noreturn]] void refuse(std::string_view type) const;
 
-  JSONDocument* document_;
   const DateDecodingStrategy* dates_;
-  CodingPlace place_;
-  JSONNode node_;
+  coding::CodingPlace place_;
+  coding::JSONNode node_;
 };
 
 template <typename T>
 T KeyedDecodingContainer::decode(std::string_view key) const {
-  const auto node = findMember(object_, key);
+  const auto node = coding::findMember(object_, key);
   if (!node) throw DecodingError::keyNotFound(key, codingPath());
   return Decoder(*decoder_, key, *node).value<T>();
 }
 
 template <typename T>
 std::optional<T> KeyedDecodingContainer::decodeIfPresent(std::string_view key) const {
-  const auto node = findMember(object_, key);
+  const auto node = coding::findMember(object_, key);
   if (!node) return std::nullopt;
   return Decoder(*decoder_, key, *node).value<std::optional<T>>();
 }
 
 template <typename T>
 T UnkeyedDecodingContainer::decode() {
-  const JSONNode node = next();
+  const coding::JSONNode node = next();
   return Decoder(*decoder_, index_++, node).value<T>();
 }
 
@@ -220,16 +220,20 @@ T Decoder::value() const {
   } else if constexpr (coding::isMap<T>) {
     return map<T>();
   } else {
-    static_assert(Decodable<T>, "the type needs a constructor T(const tarvex::Decoder&)");
+    static_assert(Decodable<T>,
+                  "give the type a constructor T(const tarvex::Decoder&), or use one "
+                  "that "
+                  "is read by itself: bool, double, an integer, std::string, ...");
     return T(*this);
   }
 }
 
 template <typename List>
 List Decoder::list() const {
+  constexpr std::size_t largestReserve = 1024;  // no memory for elements yet to be checked
   List elements;
   auto container = unkeyedContainer();
-  elements.reserve(container.elements_.sizeHint());
+  elements.reserve(std::min(container.elements_.sizeHint(), largestReserve));
   while (!container.isAtEnd()) {
     elements.push_back(container.decode<typename List::value_type>());
   }
@@ -239,9 +243,9 @@ List Decoder::list() const {
 template <typename Map>
 Map Decoder::map() const {
   Map members;
-  const JSONNode object = container().object_;
-  UniqueKeys unique(object);
-  for (JSONMembers all(object); all.hasNext(); all.advance()) {
+  const coding::JSONNode object = container().object_;
+  coding::UniqueKeys unique(object);
+  for (coding::JSONMembers all(object); all.hasNext(); all.advance()) {
     std::string key(all.key());
     if (!unique.insert(key) || members.contains(key)) continue;
     const Decoder member(*this, all.key(), all.value());

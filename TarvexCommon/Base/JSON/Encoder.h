@@ -36,7 +36,7 @@ namespace tarvex {
 class Encoder;
 class DateEncodingStrategy;
 
-// A type that writes itself, the C++ form of `encode(to:)`.
+// A type that writes itself.
 template <typename T>
 concept Encodable = requires(const T& value, Encoder& to) {
   value.encode(to);
@@ -158,7 +158,7 @@ class TARVEX_EXPORT Encoder {
 
   std::string* json_;
   const DateEncodingStrategy* dates_;
-  CodingPlace place_;
+  coding::CodingPlace place_;
   bool hasBegun_ = false;
 };
 
@@ -199,8 +199,10 @@ void UnkeyedEncodingContainer::encode(const T& value) {
 
 template <typename T>
 void SingleValueEncodingContainer::encode(const T& value) {
-  encoder_->orNothing([&] { encoder_->value(value); });
-  encoder_->begin();
+  encoder_->orNothing([&] {
+    encoder_->value(value);
+    encoder_->begin();
+  });
 }
 
 template <typename T>

@@ -5,9 +5,11 @@
 namespace tarvex {
 
 JSONDecoder::Parsed JSONDecoder::parse(Data json) {
-  return Parsed(new JSONDocument(std::move(json)));
+  return Parsed(new coding::JSONDocument(std::move(json)));
 }
 
-void JSONDecoder::Release::operator()(JSONDocument* document) const noexcept { delete document; }
+void JSONDecoder::Release::operator()(coding::JSONDocument* document) const noexcept {
+  delete document;
+}
 
 }  // namespace tarvex

@@ -42,9 +42,9 @@ struct TARVEX_EXPORT JSONDecoder {
 
  private:
   struct Release {
-    TARVEX_EXPORT void operator()(JSONDocument* document) const noexcept;
+    TARVEX_EXPORT void operator()(coding::JSONDocument* document) const noexcept;
   };
-  using Parsed = std::unique_ptr<JSONDocument, Release>;
+  using Parsed = std::unique_ptr<coding::JSONDocument, Release>;
 
   static Parsed parse(Data json);
 };

@@ -9,7 +9,7 @@
 #include "TarvexCommon/Base/JSON/CodingError.h"
 #include "TarvexCommon/Base/JSON/JSONDecoder.h"
 
-namespace tarvex {
+namespace tarvex::coding {
 namespace {
 
 static_assert(JSONDecoder::spareCapacity >= simdjson::SIMDJSON_PADDING);
@@ -80,6 +80,7 @@ Data withLongIntegersAsDoubles(std::string_view text) {
   return result;
 }
 
+// Returns whether the number is not zero but reads as zero.
 bool isUnderflow(std::string_view number) {
   const std::string_view significand = number.substr(0, number.find_first_of("eE"));
   if (significand.find_first_of("123456789") == std::string_view::npos) return false;
@@ -88,21 +89,59 @@ bool isUnderflow(std::string_view number) {
   return read.ec == std::errc::result_out_of_range || value == 0;
 }
 
+// Returns whether the text has a negative exponent or a long run of zeros, without
+// which no number is too small for a double. Reads far less than all of it.
+bool mayUnderflow(std::string_view text) {
+  for (auto at = text.find('-', 1); at < text.size(); at = text.find('-', at + 1)) {
+    if (text[at - 1] == 'e' || text[at - 1] == 'E') return true;
+  }
+  constexpr std::size_t stride = 128;  // a run of 300 zeros has two such steps inside
+  for (std::size_t at = stride; at < text.size(); at += stride) {
+    if (text[at] == '0' && text.find_first_not_of('0', at - stride) > at) return true;
+  }
+  return false;
+}
+
+void refuseUnderflow(std::string_view text) {
+  if (!mayUnderflow(text)) return;
+  const auto check = [](std::string_view number) {
+    if (isUnderflow(number)) refuse();
+  };
+  forEachNumber(text, check, [](std::string_view) {});
+}
+
+// The parser's own static objects, made on its first use, have to outlive those of the
+// host, which may read JSON when they are destroyed: so it is used first of all.
+[[gnu::constructor(101)]] void useParser() {
+  const bool isText = simdjson::validate_utf8("", 0);
+  (void)isText;
+}
+
+// Set when the thread has destroyed its idle parser: static objects, and those of
+// the thread that are destroyed later, may still read JSON.
+thread_local bool isEnding = false;
+
 // The thread's parser while nobody reads. A reading inside another finds none and
 // makes its own.
-thread_local std::unique_ptr<simdjson::dom::parser> idleParser;
+struct IdleParser {
+  ~IdleParser() { isEnding = true; }
+
+  std::unique_ptr<simdjson::dom::parser> parser;
+};
+thread_local IdleParser idle;
 
 // A parser for longer texts than this is not kept.
 constexpr std::size_t keptCapacity = 16384;
 
 }  // namespace
 
-ParserLease::ParserLease() : parser_(std::move(idleParser)) {
+ParserLease::ParserLease() {
+  if (!isEnding) parser_ = std::move(idle.parser);
   if (parser_ == nullptr) parser_ = std::make_unique<simdjson::dom::parser>();
 }
 
 ParserLease::~ParserLease() {
-  if (parser_->capacity() <= keptCapacity) idleParser = std::move(parser_);
+  if (!isEnding && parser_->capacity() <= keptCapacity) idle.parser = std::move(parser_);
 }
 
 JSONDocument::JSONDocument(Data text) : text_(std::move(text)), size_(text_.size()) {
@@ -115,8 +154,11 @@ JSONDocument::JSONDocument(Data text) : text_(std::move(text)), size_(text_.size
   if (error == simdjson::DEPTH_ERROR) refuse("Too many nested arrays or dictionaries.");
   if (error == simdjson::MEMALLOC) throw std::bad_alloc();
   if (error != simdjson::SUCCESS) refuse();
+  refuseUnderflow(Bytes(std::span(text_).first(size_)).text());
 }
 
+// The parser does not count an innermost container that is empty, so that its
+// own limit cannot tell 512 containers around a value from 513.
 simdjson::error_code JSONDocument::parseDeep() {
   const auto error = parse(maximumDepth);
   const auto text = Bytes(std::span(text_).first(size_)).text();
@@ -138,12 +180,4 @@ simdjson::error_code JSONDocument::parse(std::size_t depth) {
   return error;
 }
 
-void JSONDocument::refuseUnderflow() {
-  if (std::exchange(checkedUnderflow_, true)) return;
-  const auto check = [](std::string_view number) {
-    if (isUnderflow(number)) refuse();
-  };
-  forEachNumber(Bytes(std::span(text_).first(size_)).text(), check, [](std::string_view) {});
-}
-
-}  // namespace tarvex
+}  // namespace tarvex::coding

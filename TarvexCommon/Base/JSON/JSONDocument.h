@@ -9,7 +9,7 @@
 #include "TarvexCommon/Base/Data.h"
 #include "TarvexCommon/Base/JSON/JSONNode.h"
 
-namespace tarvex {
+namespace tarvex::coding {
 
 // Containers within containers that a document may have.
 inline constexpr std::size_t maximumDepth = 512;
@@ -32,14 +32,11 @@ class ParserLease {
 class JSONDocument {
  public:
   // Parses `text` in its own memory where it has room for the parser's padding.
-  // Throws `DecodingError::dataCorrupted` for anything but one JSON value.
+  // Throws `DecodingError::dataCorrupted` for anything but one JSON value, and for a
+  // number that a double cannot hold.
   explicit JSONDocument(Data text);
 
   JSONNode root() const noexcept { return root_; }
-
-  // Throws `dataCorrupted` when the text has a number that is not zero but too
-  // small for a double; the parser reads such a number as zero.
-  void refuseUnderflow();
 
  private:
   simdjson::error_code parseDeep();
@@ -49,7 +46,6 @@ class JSONDocument {
   std::size_t size_;  // without padding
   ParserLease parser_;
   JSONNode root_{};
-  bool checkedUnderflow_ = false;
 };
 
 static_assert(sizeof(simdjson::dom::element) == sizeof(JSONNode));
@@ -61,4 +57,4 @@ inline simdjson::dom::element elementOf(JSONNode node) noexcept {
   return std::bit_cast<simdjson::dom::element>(node);
 }
 
-}  // namespace tarvex
+}  // namespace tarvex::coding

@@ -3,7 +3,7 @@
 #include "TarvexCommon/Base/JSON/JSONDocument.h"
 #include "TarvexCommon/Base/Text.h"
 
-namespace tarvex {
+namespace tarvex::coding {
 namespace {
 
 using Array = simdjson::dom::array;
@@ -64,4 +64,4 @@ bool UniqueKeys::insert(std::string_view key) {
   return allASCII_ || forms_.insert(canonicalForm(key)).second;
 }
 
-}  // namespace tarvex
+}  // namespace tarvex::coding

@@ -12,7 +12,7 @@
 
 #include "TarvexCommon/Base/Export.h"
 
-namespace tarvex {
+namespace tarvex::coding {
 
 // One value of a document.
 struct JSONNode {
@@ -65,4 +65,4 @@ class TARVEX_EXPORT UniqueKeys {
   std::set<std::string> forms_;
 };
 
-}  // namespace tarvex
+}  // namespace tarvex::coding

@@ -27,14 +27,13 @@ namespace {
 constexpr std::size_t publicSize = 1 + 2 * scalarSize;
 constexpr std::size_t privateSize = publicSize + scalarSize;
 
-using Group = OpenSSLOwner<EC_GROUP, EC_GROUP_free>;
 using Point = OpenSSLOwner<EC_POINT, EC_POINT_free>;
 using Number = OpenSSLOwner<BIGNUM, BN_clear_free>;
 using Key = std::shared_ptr<EC_KEY>;
 
 const EC_GROUP* p256() {
-  static const Group group(EC_GROUP_new_by_curve_name(NID_X9_62_prime256v1));
-  return group.get();
+  static const EC_GROUP* const group = EC_GROUP_new_by_curve_name(NID_X9_62_prime256v1);
+  return group;
 }
 
 Key newKey() {

@@ -20,25 +20,20 @@ static_assert(signatureComponentSize == scalarSize);
 
 const OpenSSLKey& opened(const SecKeyRef& key) { return static_cast<const OpenSSLKey&>(*key); }
 
-const ItemValue* find(const ItemDictionary& attributes, std::string_view key) {
-  const auto entry = attributes.find(key);
-  return entry == attributes.end() ? nullptr : &entry->second;
-}
-
 bool isP256(const ItemDictionary& attributes) {
-  const ItemValue* type = find(attributes, kSecAttrKeyType);
-  const ItemValue* size = find(attributes, kSecAttrKeySizeInBits);
-  return type != nullptr && *type == ItemValue(kSecAttrKeyTypeECSECPrimeRandom) &&
-         size != nullptr && *size == ItemValue(256);
+  const auto* type = find<std::string>(attributes, kSecAttrKeyType);
+  const auto* size = find<std::int64_t>(attributes, kSecAttrKeySizeInBits);
+  return type != nullptr && *type == kSecAttrKeyTypeECSECPrimeRandom && size != nullptr &&
+         *size == 256;
 }
 
 SecKeyResult<SecKeyRef> createWithData(Bytes externalBytes, const ItemDictionary& attributes) {
   if (!isP256(attributes)) return SecKeyFailure{"only P-256 keys are supported"};
-  const ItemValue* keyClass = find(attributes, kSecAttrKeyClass);
-  if (keyClass != nullptr && *keyClass == ItemValue(kSecAttrKeyClassPublic)) {
+  const auto* keyClass = find<std::string>(attributes, kSecAttrKeyClass);
+  if (keyClass != nullptr && *keyClass == kSecAttrKeyClassPublic) {
     return OpenSSLKey::importPublic(externalBytes);
   }
-  if (keyClass != nullptr && *keyClass == ItemValue(kSecAttrKeyClassPrivate)) {
+  if (keyClass != nullptr && *keyClass == kSecAttrKeyClassPrivate) {
     return OpenSSLKey::importPrivate(externalBytes);
   }
   return SecKeyFailure{"the key class is neither public nor private"};
@@ -49,9 +44,7 @@ SecKeyResult<SecKeyRef> createWithData(Bytes externalBytes, const ItemDictionary
 ItemDictionary keyItem(const ItemDictionary& attributes, std::string_view own,
                        const OpenSSLKey& key) {
   ItemDictionary item;
-  if (const ItemValue* specific = find(attributes, own)) {
-    if (const auto* dictionary = specific->get<ItemDictionary>()) item = *dictionary;
-  }
+  if (const auto* specific = find<ItemDictionary>(attributes, own)) item = *specific;
   item.insert(attributes.begin(), attributes.end());
   for (const char* name : {kSecPrivateKeyAttrs, kSecPublicKeyAttrs}) item.erase(name);
   const auto set = [&item](std::string_view name, ItemValue value) {
@@ -86,7 +79,7 @@ std::optional<SecKeyFailure> storePair(const ItemDictionary& attributes, const O
   }
   const auto privateItem = keyItem(attributes, kSecPrivateKeyAttrs, key);
   if (const OSStatus status = SecItemAdd(privateItem); status != errSecSuccess) {
-    SecItemDelete(queryFor(publicItem));
+    (void)SecItemDelete(queryFor(publicItem));
     return itemFailure(status);
   }
   return std::nullopt;
@@ -96,8 +89,8 @@ SecKeyResult<SecKeyRef> createRandomKey(const ItemDictionary& attributes) {
   if (!isP256(attributes)) return SecKeyFailure{"only P-256 keys are supported"};
   auto made = OpenSSLKey::generate();
   const auto* key = std::get_if<SecKeyRef>(&made);
-  const ItemValue* permanent = find(attributes, kSecAttrIsPermanent);
-  if (key == nullptr || permanent == nullptr || *permanent != ItemValue(true)) return made;
+  const bool* permanent = find<bool>(attributes, kSecAttrIsPermanent);
+  if (key == nullptr || permanent == nullptr || !*permanent) return made;
   if (auto failure = storePair(attributes, opened(*key))) return std::move(*failure);
   return made;
 }

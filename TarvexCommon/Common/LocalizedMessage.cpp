@@ -1,4 +1,4 @@
-#include "TarvexCommon/Common/LocalizedError.h"
+#include "TarvexCommon/Common/LocalizedMessage.h"
 
 #include <utility>
 
@@ -21,7 +21,7 @@ const char* LocalizedMessage::english() const noexcept {
 }
 
 const std::string& LocalizedMessage::payload() const noexcept {
-  static const std::string none;
+  static const auto& none = *new std::string();
   return filled_ ? filled_->payload : none;
 }
 
