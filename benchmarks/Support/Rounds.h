@@ -1,0 +1,89 @@
+// Measuring side by side: every contender runs in every round, on one core, and what
+// is reported is the median over the rounds of the ratio within a round, so that a
+// machine that slows down for a while slows down both sides. Rounds are short and many.
+#pragma once
+
+#include <sched.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+struct Contender {
+  std::string name;
+  std::function<void(std::size_t index)> operation;  // one operation; index counts on
+};
+
+class Rounds {
+ public:
+  explicit Rounds(std::vector<Contender> contenders) : contenders_(std::move(contenders)) {}
+
+  void run(int rounds, std::chrono::milliseconds perContender) {
+    pin();
+    for (int round = 0; round < rounds; ++round) {
+      for (const Contender& contender : contenders_) {
+        nanoseconds_[contender.name].push_back(measure(contender, perContender));
+      }
+    }
+  }
+
+  // Prints how many times faster `fast` is than `slow`.
+  void reportRatio(const char* figure, const std::string& fast, const std::string& slow) const {
+    std::vector<double> ratios;
+    for (std::size_t i = 0; i < nanoseconds_.at(fast).size(); ++i) {
+      ratios.push_back(nanoseconds_.at(slow)[i] / nanoseconds_.at(fast)[i]);
+    }
+    report(figure, median(ratios), "ratio");
+  }
+
+  void reportTime(const char* figure, const std::string& name) const {
+    report(figure, median(nanoseconds_.at(name)), "ns");
+  }
+
+ private:
+  static void pin() {
+    cpu_set_t cores;
+    sched_getaffinity(0, sizeof cores, &cores);
+    int last = 0;
+    for (int core = 0; core < CPU_SETSIZE; ++core) {
+      if (CPU_ISSET(core, &cores)) last = core;
+    }
+    CPU_ZERO(&cores);
+    CPU_SET(last, &cores);
+    sched_setaffinity(0, sizeof cores, &cores);
+  }
+
+  static double measure(const Contender& contender, std::chrono::milliseconds time) {
+    using Clock = std::chrono::steady_clock;
+    constexpr std::size_t batch = 32;
+    const auto start = Clock::now();
+    auto end = start;
+    std::size_t count = 0;
+    while (end - start < time) {
+      for (std::size_t i = 0; i < batch; ++i) contender.operation(count++);
+      end = Clock::now();
+    }
+    return std::chrono::duration<double, std::nano>(end - start).count() /
+           static_cast<double>(count);
+  }
+
+  static double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+  }
+
+  static void report(const char* figure, double value, const char* unit) {
+    std::printf("figure\t%s\t%.3f\t%s\n", figure, value, unit);
+  }
+
+  std::vector<Contender> contenders_;
+  std::map<std::string, std::vector<double>> nanoseconds_;
+};
+
+}  // namespace bench
