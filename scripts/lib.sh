@@ -30,7 +30,7 @@ install_packages() {
 
 # Debian's npm and the one of other distributions of Node exclude each other.
 install_node() {
-  command -v npm >/dev/null || install_packages nodejs npm
+  command -v npm >/dev/null || install_packages nodejs npm ca-certificates
 }
 
 # step TITLE COMMAND...: one line, and the command's output only if it fails.
