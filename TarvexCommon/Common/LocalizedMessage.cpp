@@ -20,9 +20,8 @@ const char* LocalizedMessage::english() const noexcept {
   return filled_ ? filled_->english.c_str() : text_->defaultMessage;
 }
 
-const std::string& LocalizedMessage::payload() const noexcept {
-  static const auto& none = *new std::string();
-  return filled_ ? filled_->payload : none;
+std::string_view LocalizedMessage::payload() const noexcept {
+  return filled_ ? std::string_view(filled_->payload) : std::string_view();
 }
 
 }  // namespace tarvex

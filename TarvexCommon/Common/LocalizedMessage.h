@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "TarvexCommon/Base/Export.h"
 
@@ -33,7 +34,7 @@ class TARVEX_EXPORT LocalizedMessage {
   const char* english() const noexcept;
 
   // Empty for a case without payload.
-  const std::string& payload() const noexcept;
+  std::string_view payload() const noexcept;
 
  private:
   struct Filled {

@@ -3,6 +3,7 @@
 
 #include <exception>
 #include <string>
+#include <string_view>
 
 #include "TarvexCommon/Base/Export.h"
 #include "TarvexCommon/Common/LocalizedMessage.h"
@@ -31,7 +32,7 @@ class TARVEX_EXPORT CryptoError final : public std::exception {
   Case errorCase() const noexcept { return case_; }
 
   // The service's description; empty for every case but `secInternalError`.
-  const std::string& message() const noexcept { return text_.payload(); }
+  std::string_view message() const noexcept { return text_.payload(); }
 
   // The text for users, in their language.
   std::string errorDescription() const { return text_.localized(); }

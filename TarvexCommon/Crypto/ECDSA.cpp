@@ -5,7 +5,7 @@
 
 #include "TarvexCommon/Base/Base64.h"
 #include "TarvexCommon/Base/FatalError.h"
-#include "TarvexCommon/Common/LocalizedString.h"
+#include "TarvexCommon/Common/StatusMessage.h"
 #include "TarvexCommon/Platform/ItemService.h"
 #include "TarvexCommon/Platform/SignatureDER.h"
 
@@ -59,16 +59,10 @@ ItemDictionary queryForPrivateKey(std::string_view label) {
   return query;
 }
 
-std::string messageOf(OSStatus status) {
-  if (auto message = SecCopyErrorMessageString(status)) return std::move(*message);
-  return localizedLibraryString("KEYCHAIN_UNKNOWN", "unknown keychain error",
-                                "unknown keychain error");
-}
-
 SecKeyRef findPrivateKey(std::string_view label) {
   ItemValue found;
   const OSStatus status = SecItemCopyMatching(queryForPrivateKey(label), &found);
-  if (status != errSecSuccess) throw CryptoError::secInternalError(messageOf(status));
+  if (status != errSecSuccess) throw CryptoError::secInternalError(statusMessage(status));
   const auto* key = found.get<SecKeyRef>();
   require(key != nullptr || found.isNothing());
   return unwrap(key == nullptr ? SecKeyRef() : *key);

@@ -20,9 +20,10 @@ std::vector<std::string> keychainAccessGroups() {
   const Bundle& bundle = services().bundle;
   if (bundle.keychainAccessGroups) return *bundle.keychainAccessGroups;
   const auto prefix = knownTeamIDPrefix();
-  if (!bundle.identifier || !prefix) return {""};
-  return {*prefix + *bundle.identifier, *prefix + "com.tarvex.cloud",
-          *prefix + "com.tarvex.devices"};
+  if (!prefix) return {""};
+  std::vector<std::string> groups = {*prefix + "com.tarvex.cloud", *prefix + "com.tarvex.devices"};
+  if (bundle.identifier) groups.insert(groups.begin(), *prefix + *bundle.identifier);
+  return groups;
 }
 
 }  // namespace tarvex

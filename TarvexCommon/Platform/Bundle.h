@@ -29,8 +29,8 @@ struct Bundle {
 // information dictionary has no "TeamIDPrefix".
 TARVEX_EXPORT std::string teamIDPrefix();
 
-// Returns the access groups of the process. Where the bundle names neither groups
-// nor a prefix and an identifier, there is one group, the empty one.
+// Returns the access groups of the process. Where the bundle has neither groups nor a
+// prefix, there is one group, the empty one.
 TARVEX_EXPORT std::vector<std::string> keychainAccessGroups();
 
 }  // namespace tarvex
