@@ -8,6 +8,7 @@
 
 #include "TarvexCommon/Crypto/CryptoError.h"
 #include "TarvexCommon/JWT/JWTError.h"
+#include "TarvexCommon/Keychain/KeychainError.h"
 #include "tests/Support/InstalledServices.h"
 #include "tests/Support/Vectors.h"
 
@@ -23,17 +24,24 @@ StringTable tableOf(std::map<std::string, std::string> texts) {
   };
 }
 
-const std::variant<CryptoError, JWTError> errors[] = {CryptoError::secInternalError("boom"),
-                                                      CryptoError::invalidRSLength(),
-                                                      CryptoError::invalidSigLength(),
-                                                      CryptoError::invalidDerSig(),
-                                                      CryptoError::missingPublicKey(),
-                                                      CryptoError::algoNotSupported(),
-                                                      JWTError::invalidSegmentCount(),
-                                                      JWTError::decodeFailed(),
-                                                      JWTError::encodeFailed(),
-                                                      JWTError::verificationFailed(),
-                                                      JWTError::claimsExpired()};
+const std::variant<CryptoError, JWTError, KeychainError> errors[] = {
+    CryptoError::secInternalError("boom"),
+    CryptoError::invalidRSLength(),
+    CryptoError::invalidSigLength(),
+    CryptoError::invalidDerSig(),
+    CryptoError::missingPublicKey(),
+    CryptoError::algoNotSupported(),
+    JWTError::invalidSegmentCount(),
+    JWTError::decodeFailed(),
+    JWTError::encodeFailed(),
+    JWTError::verificationFailed(),
+    JWTError::claimsExpired(),
+    KeychainError::unhandledError("boom"),
+    KeychainError::stringConversionError(),
+    KeychainError::dataConversionError(),
+    KeychainError::itemNotFoundError(),
+    KeychainError::itemNotSavedError(),
+    KeychainError::updateError()};
 
 // Each error has the description of its vector in this language, and equals no other.
 void expectDescriptions(const std::string& language) {

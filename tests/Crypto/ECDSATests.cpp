@@ -36,7 +36,9 @@ std::optional<CryptoError> refusal(const ECDSA& verifier, Bytes msg, const std::
 template <typename Operation>
 std::string fault(const Operation& operation) {
   const auto error = thrown<CryptoError>(operation);
-  return error && error->errorCase() == CryptoError::Case::secInternalError ? error->message() : "";
+  return error && error->errorCase() == CryptoError::Case::secInternalError
+             ? std::string(error->message())
+             : "";
 }
 
 bool isGood(const Vector& vector) {

@@ -21,7 +21,7 @@ TEST(KeychainAccessGroups, AreTheGivenOnesOrThoseOfTheTeam) {
       {"the team's",
        {notes, team},
        {"X1.com.example.notes", "X1.com.tarvex.cloud", "X1.com.tarvex.devices"}},
-      {"no identifier", {std::nullopt, team}, {""}},
+      {"no identifier", {std::nullopt, team}, {"X1.com.tarvex.cloud", "X1.com.tarvex.devices"}},
       {"no information", {notes}, {""}},
       {"no prefix", {notes, {{"Other", "X1."}}}, {""}},
   };

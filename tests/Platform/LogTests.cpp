@@ -10,23 +10,12 @@
 
 #include <fstream>
 
-#include "TarvexCommon/Platform/Log.h"
-#include "tests/Support/InstalledServices.h"
+#include "TarvexCommon/Platform/Services.h"
 
 using namespace std::string_literals;
 
 namespace tarvex {
 namespace {
-
-TEST(RecordingLog, KeepsWhatAnyCopyOfItGets) {
-  const InstalledServices installed;
-  const RecordingLog copy = installed.log;
-  const Log log("com.example.notes", "sync");
-  log.log("100%s");
-  const LogRecord line = {"com.example.notes", "sync", "100%s"};
-  EXPECT_EQ(copy.records(), std::vector{line});
-  EXPECT_EQ(installed.log.messages(), std::vector{line.message});
-}
 
 void write(const char* file, const std::string& text) { std::ofstream(file) << text; }
 
