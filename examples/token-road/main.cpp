@@ -1,6 +1,6 @@
 // The road of a token: a key pair is made, a token is signed with it, and somebody
 // who has only the public key reads, verifies and checks that token. Then what goes
-// wrong when it should, and a token that somebody else made.
+// wrong when it should, a token that somebody else made, and the token in the keychain.
 
 #include <algorithm>
 #include <cstdio>
@@ -11,12 +11,18 @@
 #include "TarvexCommon/Base/Base64.h"
 #include "TarvexCommon/Common/Encoding.h"
 #include "TarvexCommon/JWT/JWT.h"
+#include "TarvexCommon/Keychain/Keychain.h"
+#include "TarvexCommon/Keychain/KeychainPersistence.h"
 #include "TarvexCommon/Platform/Memory/RecordingLog.h"
 #include "TarvexCommon/Platform/Services.h"
 
 using tarvex::JWT;
 using tarvex::JWTError;
+using tarvex::KeychainItem;
 using tarvex::Crypto::ECDSA;
+using tarvex::KeychainPersistence::getFromKeychain;
+using tarvex::KeychainPersistence::removeFromKeychain;
+using tarvex::KeychainPersistence::saveToKeychain;
 
 namespace {
 
@@ -144,6 +150,35 @@ void readForeignToken() {
               [&] { readVerified("f" + text.substr(1), key); });
 }
 
+// Shows what the migration to synchronised items leaves of a user's password.
+void showMigration(std::string_view user) {
+  const bool done = tarvex::KeychainPersistence::forceSyncMigration(KeychainItem::password);
+  const std::string password = getFromKeychain(user, KeychainItem::password);
+  expect(done && password == "correct horse", "the password was not migrated");
+  say("  the password of " + std::string(user) + " is a synchronised item now, and still the same");
+}
+
+void keepSecrets(const std::string& token) {
+  saveToKeychain({.value = token, .user = "alice"}, KeychainItem::accessTokenAPI);
+  expect(getFromKeychain("alice", KeychainItem::accessTokenAPI) == token, "another token");
+  say("  saved under \"alice:access token\" and read back");
+  removeFromKeychain("alice", KeychainItem::accessTokenAPI);
+  try {
+    getFromKeychain("alice", KeychainItem::accessTokenAPI);
+  } catch (const tarvex::KeychainError& error) {
+    say("  removed, and asked for again: \"" + error.errorDescription() + '"');
+  }
+
+  const tarvex::Keychain devices({.service = KeychainItem::password.serviceName(),
+                                  .access = KeychainItem::password.accessGroup()});
+  devices.setItem({.valueData = "correct horse",
+                   .user = "bob",
+                   .label = KeychainItem::password.rawLabel(),
+                   .synced = std::nullopt,
+                   .accessibility = tarvex::kSecAttrAccessibleAfterFirstUnlock});
+  showMigration("bob");
+}
+
 void walk(const tarvex::RecordingLog& log) {
   step(
       "1. A key pair is made under the label \"demo\", and loaded again by "
@@ -173,6 +208,9 @@ void walk(const tarvex::RecordingLog& log) {
       "here made.");
   readForeignToken();
 
+  step("6. The token is kept in the keychain, where the team's applications find it.");
+  keepSecrets(text);
+
   step("The library's log has a line for each signature that a key refused:");
   for (const std::string& message : log.messages()) say("  " + message);
 }
@@ -181,7 +219,9 @@ void walk(const tarvex::RecordingLog& log) {
 
 int main() {
   const tarvex::RecordingLog log;
-  tarvex::installServices({.bundle = {.identifier = "com.example.token-road"}, .log = log.sink()});
+  tarvex::installServices({.bundle = {.identifier = "com.example.token-road",
+                                      .infoDictionary = {{"TeamIDPrefix", "ABCDE12345."}}},
+                           .log = log.sink()});
   try {
     walk(log);
   } catch (const std::exception& error) {
