@@ -17,8 +17,7 @@ std::mutex mutex;
 // Never destroyed: a static object of the host's may use the library at exit.
 std::atomic<const Services*> inUse;
 
-// Calls the former set's destructor, if there is one, only when the new set is
-// in use.
+// Destroys the former set, if there is one, when the new one is in use.
 const Services& install(Services services) {
   auto made = std::make_unique<const Services>(std::move(services));
   const std::unique_ptr<const Services> former(inUse.exchange(made.get()));

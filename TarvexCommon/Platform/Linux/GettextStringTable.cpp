@@ -41,8 +41,8 @@ std::string installedCatalogues() {
 
 StringTable gettextStringTable(const std::string& directory) {
   return [directory](const std::string& key, const std::string& defaultValue, const std::string&) {
-    bindDomain(directory);  // the process has one binding, and another table may
-                            // have changed it
+    // Each time, because the process has one binding and another table may have changed it.
+    bindDomain(directory);
     return translation(key, defaultValue);
   };
 }
