@@ -1,6 +1,6 @@
 #include "TarvexCommon/Common/TarvexAppGroups.h"
 
-#include "TarvexCommon/Platform/Bundle.h"
+#include "TarvexCommon/Platform/TeamIDPrefix.h"
 
 namespace tarvex::TarvexAppGroups {
 

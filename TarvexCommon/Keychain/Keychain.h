@@ -63,7 +63,7 @@ class TARVEX_EXPORT Keychain {
   std::vector<ItemDictionary> getAllItems() const;
 
   // Changes attributes of the items of the service with this account that are not
-  // synchronised. Throws `updateError`.
+  // synchronised, of every access group. Throws `updateError`.
   void update(std::string_view account, const ItemDictionary& with) const;
 
   // Removes the items of the service that are not synchronised. Throws

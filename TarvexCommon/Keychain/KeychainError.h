@@ -37,7 +37,7 @@ class TARVEX_EXPORT KeychainError final : public std::exception {
   // The text for users, in their language.
   std::string errorDescription() const { return text_.localized(); }
 
-  // The same in English.
+  // The same in English, but for what `message` says.
   const char* what() const noexcept override { return text_.english(); }
 
   friend bool operator==(const KeychainError& first, const KeychainError& second) noexcept {

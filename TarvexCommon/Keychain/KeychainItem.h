@@ -19,8 +19,8 @@ namespace tarvex {
 //   serviceName  the keychain service
 //   accessGroup  the keychain access group
 //   rawLabel     the label part of the account, user + ":" + label
-//   isSynced     whether the item is cloud-synchronised; absent leaves the
-//                synchronisation key out of every query
+//   isSynced     whether the item is cloud-synchronised, by value; absent leaves
+//                the synchronisation key out of every query
 template <typename Item>
 concept KeychainItemProtocol = requires(const Item& item) {
   { item.serviceName() } -> std::convertible_to<std::string>;

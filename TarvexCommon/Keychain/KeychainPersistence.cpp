@@ -77,10 +77,10 @@ bool migrate(const Keychain& keychain, const std::string& account) {
 
 }  // namespace
 
-void saveToKeychain(const SecretBytes& secret, const ItemDescription& item) {
+SecretText decoded(const SecretBytes& secret) {
   const std::string_view text = secret.blob.get().text();
   if (!isUTF8(text)) throw KeychainError::dataConversionError();
-  saveToKeychain({.value = text, .user = secret.user}, item);
+  return {.value = text, .user = secret.user};
 }
 
 void saveToKeychain(const SecretText& secret, const ItemDescription& item) {

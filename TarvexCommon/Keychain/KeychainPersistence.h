@@ -1,6 +1,7 @@
 // Storing, reading and removing one well-known secret of one user, and turning the
 // stored ones into synchronised items.
 //
+//   using namespace tarvex;
 //   using namespace tarvex::KeychainPersistence;
 //   saveToKeychain({.value = token, .user = "alice"}, KeychainItem::accessTokenAPI);
 //   const std::string token = getFromKeychain("alice", KeychainItem::accessTokenAPI);
@@ -42,11 +43,18 @@ struct SecretText {
   Required<std::string_view> user;
 };
 
+// Returns the same secret as text. Throws `dataConversionError` when it is not UTF-8.
+TARVEX_EXPORT SecretText decoded(const SecretBytes& secret);
+
 // Saves the secret, with the accessibility `kSecAttrAccessibleAfterFirstUnlock` when
-// it is new. Throws `dataConversionError` when `blob` is not UTF-8, and
-// `itemNotSavedError` for whatever else fails.
-TARVEX_EXPORT void saveToKeychain(const SecretBytes& secret, const ItemDescription& item);
+// it is new. Throws `itemNotSavedError` for whatever fails.
 TARVEX_EXPORT void saveToKeychain(const SecretText& secret, const ItemDescription& item);
+
+// The same for bytes. Throws `dataConversionError` first when they are not UTF-8.
+template <KeychainItemProtocol Item>
+void saveToKeychain(const SecretBytes& secret, const Item& item) {
+  saveToKeychain(decoded(secret), item);
+}
 
 // Returns the secret. Throws `itemNotFoundError` for whatever fails.
 TARVEX_EXPORT std::string getFromKeychain(std::string_view user, const ItemDescription& item);
@@ -59,7 +67,9 @@ TARVEX_EXPORT void removeFromKeychain(std::string_view user, const ItemDescripti
 // synchronised twin is there, by removing the one that is not. Never writes a value.
 //
 // Returns whether all of them are done; what could not be done is logged and left as
-// it was. A service without items is done.
+// it was. A service without items is done. An account that stands in several access
+// groups may be reported although it is done. Stops the process when there is something
+// to log and the host's bundle has no identifier.
 TARVEX_EXPORT bool forceSyncMigration(const ItemDescription& item);
 
 }  // namespace tarvex::KeychainPersistence

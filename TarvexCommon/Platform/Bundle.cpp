@@ -1,7 +1,7 @@
 #include "TarvexCommon/Platform/Bundle.h"
 
-#include "TarvexCommon/Base/FatalError.h"
 #include "TarvexCommon/Platform/Services.h"
+#include "TarvexCommon/Platform/TeamIDPrefix.h"
 
 namespace tarvex {
 namespace {
@@ -14,7 +14,7 @@ std::optional<std::string> knownTeamIDPrefix() {
 
 }  // namespace
 
-std::string teamIDPrefix() { return unwrap(knownTeamIDPrefix()); }
+std::string teamIDPrefix(SourcePosition where) { return unwrap(knownTeamIDPrefix(), where); }
 
 std::vector<std::string> keychainAccessGroups() {
   const Bundle& bundle = services().bundle;

@@ -25,10 +25,6 @@ struct Bundle {
   std::optional<std::vector<std::string>> keychainAccessGroups = std::nullopt;
 };
 
-// Returns the team prefix of the bundle in use. Stops the process when its
-// information dictionary has no "TeamIDPrefix".
-TARVEX_EXPORT std::string teamIDPrefix();
-
 // Returns the access groups of the process. Where the bundle has neither groups nor a
 // prefix, there is one group, the empty one.
 TARVEX_EXPORT std::vector<std::string> keychainAccessGroups();

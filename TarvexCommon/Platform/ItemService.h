@@ -8,18 +8,17 @@
 // part in matching; `kSecUseDataProtectionKeychain` changes nothing, there is
 // one store.
 //
-// Each operation answers the first of these that applies, and `errSecSuccess`
-// else:
+// Each operation answers `errSecSuccess` or one of these, of the first three any that
+// applies:
 //
-//   errSecParam                no class; a value of a wrong type; nothing to
-//   change errSecUnimplemented        a class or key that it does not know
-//   errSecMissingEntitlement   an access group that is not the process's
-//   errSecItemNotFound         no match (not SecItemAdd)
-//   errSecDuplicateItem        the item, or a changed one, is there (add and
-//   update) errSecDecode               a key is asked for and its bytes are
-//   none
+//   errSecParam               no class, a value of a wrong type, nothing to change
+//   errSecUnimplemented       a class or key that it does not know
+//   errSecMissingEntitlement  an access group that is not the process's
+//   errSecItemNotFound        no match (not SecItemAdd)
+//   errSecDuplicateItem       the item is there, or the changed one
+//   errSecDecode              a key is asked for and its bytes are none
 //
-// or a status of the store itself: not available, locked, damaged, full, ...
+// or a status of the store itself: not available, locked, damaged, full.
 #pragma once
 
 #include <cstdint>

@@ -32,9 +32,9 @@ struct TARVEX_EXPORT Services {
 };
 
 // Puts a set in use. Call it at start-up, before anything else of the library and
-// while no other thread uses it: the app group and the log keep what the former set
-// said. Throws std::invalid_argument when the log, the string table or the clock is
-// empty.
+// while no other thread uses it: the app group, the keychain's access groups and the
+// log keep what the former set said. Throws std::invalid_argument when the log, the string table or
+// the clock is empty.
 TARVEX_EXPORT void installServices(Services services);
 
 // Returns the set in use; where none was installed, the platform's own, made on

@@ -74,7 +74,7 @@ TEST_F(PersistenceDeathTest, StopsWithoutATeam) {
     std::_Exit(0);
   };
   EXPECT_EXIT(groupOf("X1"), testing::ExitedWithCode(0), "<X1com\\.tarvex\\.cloud>");
-  EXPECT_DEATH(groupOf(nullptr), "Unexpectedly found nil while unwrapping an Optional value");
+  EXPECT_DEATH(groupOf(nullptr), "TarvexCommon/Keychain:24: Fatal error: Unexpectedly found nil");
 }
 
 TEST_F(Persistence, SavesReadsAndRemoves) {

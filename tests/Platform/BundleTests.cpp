@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "TarvexCommon/Platform/Bundle.h"
+#include "TarvexCommon/Platform/TeamIDPrefix.h"
 #include "tests/Support/InstalledServices.h"
 
 namespace tarvex {
