@@ -18,8 +18,7 @@ namespace tarvex {
 // ...) are neither read nor written.
 //
 //   JWTClaims({.sub = "alice", .exp = now() + 3600,
-//              .scopes = std::vector<std::string>{"read"}, .privs =
-//              std::nullopt})
+//              .scopes = JWTClaims::Scopes{"read"}, .privs = std::nullopt})
 //
 //   member  JSON
 //   sub     "sub", a text: the subject
