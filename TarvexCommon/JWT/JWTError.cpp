@@ -11,8 +11,7 @@ constexpr std::array<LocalizedText, 5> texts = {
     LocalizedText("JWT_DECODE_FAILURE", "JWT decoding has failed", "JWT decoding has failed"),
     // TRANSLATORS: the claims or the header of the token are invalid.
     LocalizedText("JWT_ENCODE_FAILURE", "JWT encoding has failed.",
-                  "The token can't be encoded because the claims or headers "
-                  "are invalid."),
+                  "The token can't be encoded because the claims or headers are invalid."),
     LocalizedText("JWT_SIG_VERIFY", "signature verification failed",
                   "signature verification failed"),
     LocalizedText("JWT_CLAIMS_EXPIRED", "the claims have expired", "the claims have expired"),

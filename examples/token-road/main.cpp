@@ -2,7 +2,6 @@
 // who has only the public key reads, verifies and checks that token. Then what goes
 // wrong when it should, a token that somebody else made, and the token in the keychain.
 
-#include <algorithm>
 #include <cstdio>
 #include <stdexcept>
 #include <string>

@@ -1,6 +1,5 @@
 #include "TarvexCommon/Base/JSON/Decoder.h"
 
-#include <algorithm>
 #include <cmath>
 #include <set>
 #include <utility>
