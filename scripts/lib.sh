@@ -2,7 +2,7 @@
 
 # Packages by purpose. What a purpose names includes what it builds on.
 packages_demo=(g++ cmake ninja-build pkg-config gettext
-  libssl-dev libsimdjson-dev libutf8proc-dev libsystemd-dev)
+  libssl-dev libsimdjson-dev libsqlite3-dev libutf8proc-dev libsystemd-dev)
 packages_test=("${packages_demo[@]}" libgtest-dev libgmock-dev python3-cryptography-vectors)
 packages_check=("${packages_test[@]}" clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev)
 packages_bench=("${packages_demo[@]}" libcjose-dev libjansson-dev)

@@ -86,10 +86,6 @@ constexpr const char* keyIdentity[] = {
     kSecClass,           kSecAttrKeyClass,      kSecAttrApplicationTag, kSecAttrApplicationLabel,
     kSecAttrAccessGroup, kSecAttrSynchronizable};
 
-void ensure(bool condition, OSStatus otherwise) {
-  if (!condition) throw ItemFailure{otherwise};
-}
-
 bool isKey(const ItemDictionary& given) {
   const auto* itemClass = find<std::string>(given, kSecClass);
   ensure(itemClass != nullptr, errSecParam);
@@ -237,20 +233,18 @@ std::string uniquenessKey(const Item& item) {
   return key;
 }
 
-ItemValue rendered(const Item& item, const ItemReturns& returns) {
+ItemValue rendered(Item item, const ItemReturns& returns) {
   if (returns.reference) return keyOf(item);
-  if (!returns.attributes) return returns.data ? ItemValue(item.value) : ItemValue();
-  ItemDictionary dictionary = item.attributes;
-  if (returns.data) dictionary.emplace(kSecValueData, item.value);
-  return dictionary;
+  if (!returns.attributes) return returns.data ? ItemValue(std::move(item.value)) : ItemValue();
+  if (returns.data) item.attributes.emplace(kSecValueData, std::move(item.value));
+  return std::move(item.attributes);
 }
 
-ItemValue rendered(const std::vector<Item>& found, const ItemReturns& returns,
-                   const ItemQuery& query) {
-  if (query.matchLimit != MatchLimit::all) return rendered(found.front(), returns);
+ItemValue rendered(std::vector<Item> found, const ItemReturns& returns, const ItemQuery& query) {
+  if (query.matchLimit != MatchLimit::all) return rendered(std::move(found.front()), returns);
   if (!returns.data && !returns.attributes && !returns.reference) return {};
   ItemValue::List list;
-  for (const Item& item : found) list.push_back(rendered(item, returns));
+  for (Item& item : found) list.push_back(rendered(std::move(item), returns));
   return list;
 }
 

@@ -6,12 +6,15 @@
 #pragma once
 
 #include <concepts>
+#include <memory>
 #include <new>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "TarvexCommon/Platform/ItemService.h"
+#include "TarvexCommon/Platform/StatusText.h"
 
 namespace tarvex {
 
@@ -19,6 +22,10 @@ namespace tarvex {
 struct ItemFailure {
   OSStatus status;
 };
+
+inline void ensure(bool condition, OSStatus otherwise) {
+  if (!condition) throw ItemFailure{otherwise};
+}
 
 // A stored item. Its attributes are complete and of the right types; its dates are
 // among them.
@@ -67,24 +74,81 @@ void apply(const ItemChanges& changes, Item& item);
 // Two items with the same text may not be kept side by side.
 std::string uniquenessKey(const Item& item);
 
+// Whether the attributes or the value of what is found have to be known.
+inline bool needsAttributes(const ItemReturns& returns) {
+  return returns.attributes || returns.reference;
+}
+inline bool needsValue(const ItemReturns& returns) { return returns.data || returns.reference; }
+
 // Returns what a look-up returns of one item. Throws `errSecDecode` for a reference
 // to a key whose bytes are none.
-ItemValue rendered(const Item& item, const ItemReturns& returns);
+ItemValue rendered(Item item, const ItemReturns& returns);
 
 // The same of all that `query` found, at least one item: a list when it asked for all.
-ItemValue rendered(const std::vector<Item>& found, const ItemReturns& returns,
-                   const ItemQuery& query);
+ItemValue rendered(std::vector<Item> found, const ItemReturns& returns, const ItemQuery& query);
 
-// Returns the status of an operation that may also throw it.
+// Runs an operation and returns its status, thrown or not.
 template <std::invocable Operation>
 OSStatus statusOf(const Operation& operation) {
   try {
-    return operation();
+    operation();
+    return errSecSuccess;
   } catch (const ItemFailure& failure) {
     return failure.status;
   } catch (const std::bad_alloc&) {
     return errSecAllocate;
   }
+}
+
+// A keeper of items has these four operations, each of which throws or does all of it:
+//
+//   insert   throws `errSecDuplicateItem`
+//   find     returns the matches, oldest first, only the oldest unless the query asks for
+//            all; attributes and values only where they are needed
+//   update   throws `errSecItemNotFound`, `errSecDuplicateItem`
+//   remove   all matches, or the oldest one with a limit of one; `errSecItemNotFound`
+template <typename Keeper>
+concept ItemKeeper = requires(Keeper& keeper, const Item& item, const ItemQuery& query,
+                              const ItemReturns& returns, const ItemChanges& changes) {
+  keeper.insert(item);
+  { keeper.find(query, returns) } -> std::same_as<std::vector<Item>>;
+  keeper.update(query, changes);
+  keeper.remove(query);
+};
+
+// Returns the service on a keeper. References to keys are made while the keeper is not in
+// use: the key service may be a host's own.
+template <ItemKeeper Keeper>
+ItemService itemServiceOf(const std::shared_ptr<Keeper>& keeper) {
+  const auto add = [keeper](const ItemDictionary& attributes, ItemValue* result) {
+    return statusOf([&] {
+      const Item item = parseItem(attributes);
+      const ItemReturns returns = parseReturns(attributes);
+      ItemValue answer = result == nullptr ? ItemValue() : rendered(item, returns);
+      keeper->insert(item);
+      if (result != nullptr) *result = std::move(answer);
+    });
+  };
+  const auto copyMatching = [keeper](const ItemDictionary& given, ItemValue* result) {
+    return statusOf([&] {
+      const ItemQuery query = parseQuery(given);
+      const ItemReturns returns = parseReturns(given);
+      auto found = keeper->find(query, result == nullptr ? ItemReturns() : returns);
+      ensure(!found.empty(), errSecItemNotFound);
+      if (result != nullptr) *result = rendered(std::move(found), returns, query);
+    });
+  };
+  const auto update = [keeper](const ItemDictionary& query, const ItemDictionary& changes) {
+    return statusOf([&] { keeper->update(parseQuery(query), parseChanges(changes)); });
+  };
+  const auto remove = [keeper](const ItemDictionary& query) {
+    return statusOf([&] { keeper->remove(parseQuery(query)); });
+  };
+  return {.add = add,
+          .copyMatching = copyMatching,
+          .update = update,
+          .remove = remove,
+          .copyErrorMessage = statusText};
 }
 
 }  // namespace tarvex

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "TarvexCommon/Platform/Linux/OpenSSLKeyService.h"
-#include "TarvexCommon/Platform/Memory/MemoryItemService.h"
+#include "TarvexCommon/Platform/Store/KeychainStore.h"
 
 namespace tarvex {
 namespace {
@@ -32,7 +32,7 @@ const Services& installDefault() {
 
 }  // namespace
 
-ItemService Services::defaultItemService() { return memoryItemService(); }
+ItemService Services::defaultItemService() { return KeychainStore().itemService(); }
 
 KeyService Services::defaultKeyService() { return openSSLKeyService(); }
 

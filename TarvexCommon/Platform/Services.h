@@ -25,7 +25,7 @@ struct TARVEX_EXPORT Services {
   KeyService keyService = defaultKeyService();
   Clock clock = systemClock();
 
-  // Items in the memory of this process, gone when it ends.
+  // Items in the user's store (Store/KeychainStore.h), which their first use opens.
   static ItemService defaultItemService();
   // Keys and signatures by OpenSSL.
   static KeyService defaultKeyService();

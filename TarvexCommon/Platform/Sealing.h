@@ -1,0 +1,91 @@
+// The platform's cryptography for what is kept on a disk. Internal.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "TarvexCommon/Base/Data.h"
+
+namespace tarvex {
+
+// Overwrites bytes that nobody needs any more.
+void wipe(Data& secret) noexcept;
+void wipe(std::string& secret) noexcept;
+
+// 32 secret bytes, wiped when they go; where the process has set up OpenSSL's secure heap
+// they lie in memory that is never swapped out.
+class SealingKey {
+ public:
+  static constexpr std::size_t size = 32;
+
+  static SealingKey random();
+
+  // Stretches a passphrase (scrypt, RFC 7914) with r = 8, p = 1 and N = `cost`, a power of
+  // two: it takes `cost` KiB of memory, and at 2^17 a third of a second.
+  static SealingKey stretched(std::string_view passphrase, Bytes salt, std::uint64_t cost);
+
+  // Takes a copy of 32 bytes.
+  explicit SealingKey(Bytes bytes);
+
+  // Returns a key of its own for a purpose (HKDF-SHA256, RFC 5869).
+  SealingKey derived(std::string_view purpose) const;
+
+  Bytes bytes() const noexcept { return {bytes_.get(), size}; }
+
+ private:
+  struct Release {
+    void operator()(std::uint8_t* bytes) const noexcept;
+  };
+
+  SealingKey();
+
+  std::unique_ptr<std::uint8_t, Release> bytes_;
+};
+
+Data randomBytes(std::size_t count);
+
+// Seals with AES-256-GCM and a random nonce. Not for several threads at once.
+class Sealer {
+ public:
+  static constexpr std::size_t overhead = 12 + 16;  // nonce and tag
+  static constexpr std::size_t maximum = 1U << 30;  // bytes to be sealed at once
+
+  explicit Sealer(const SealingKey& key);
+  ~Sealer();
+  Sealer(Sealer&&) noexcept;
+
+  // Returns nonce, ciphertext and tag; `context` has to be the same to open it.
+  Data seal(Bytes plain, Bytes context) const;
+
+  // Returns what was sealed, or nothing: another key, another context, changed bytes.
+  std::optional<Data> open(Bytes sealed, Bytes context) const;
+
+ private:
+  struct Contexts;
+  std::unique_ptr<Contexts> contexts_;
+};
+
+// HMAC-SHA256 (RFC 2104), cut to 16 bytes: equal for equal texts, and to those who lack the
+// key it says nothing else. Not for several threads at once.
+class Tagger {
+ public:
+  using Tag = std::array<std::uint8_t, 16>;
+
+  explicit Tagger(const SealingKey& key);
+  ~Tagger();
+  Tagger(Tagger&&) noexcept;
+
+  // Texts of different kinds have different tags. `kind` has no NUL.
+  Tag tag(std::string_view kind, Bytes text) const;
+
+ private:
+  struct Context;
+  std::unique_ptr<Context> context_;
+};
+
+}  // namespace tarvex

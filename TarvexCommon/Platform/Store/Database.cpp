@@ -1,0 +1,233 @@
+#include "TarvexCommon/Platform/Store/Database.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <set>
+
+#include "TarvexCommon/Platform/ItemRules.h"
+#include "TarvexCommon/Platform/Store/BigEndian.h"
+
+namespace tarvex {
+namespace {
+
+// Waiting for others, in milliseconds.
+constexpr int patience = 10000;
+
+// A longer log is folded into the file: reading it through is a good part of opening.
+constexpr int longLog = 200;
+
+OSStatus statusOfInputOutput(sqlite3* database) {
+  const int error = sqlite3_system_errno(database);
+  return error == ENOSPC || error == EDQUOT ? errSecDiskFull : errSecIO;
+}
+
+OSStatus statusOfCode(int code, sqlite3* database) {
+  switch (code & 0xFF) {
+    case SQLITE_CONSTRAINT: return errSecDuplicateItem;
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+    case SQLITE_ERROR: return errSecInvalidKeychain;  // the statements are right, the schema is not
+    case SQLITE_FULL: return errSecDiskFull;
+    case SQLITE_NOMEM: return errSecAllocate;
+    case SQLITE_READONLY:
+    case SQLITE_PERM: return errSecWrPerm;
+    case SQLITE_CANTOPEN: return errSecNotAvailable;
+    case SQLITE_TOOBIG: return errSecParam;
+    default: return statusOfInputOutput(database);
+  }
+}
+
+void ensureDone(int code, sqlite3* database) {
+  if (code != SQLITE_OK) throw ItemFailure{statusOfCode(code, database)};
+}
+
+std::mutex& useOfDatabases() {
+  static std::mutex mutex;
+  static const int registered =
+      pthread_atfork([] { useOfDatabases().lock(); }, [] { useOfDatabases().unlock(); },
+                     [] { useOfDatabases().unlock(); });
+  (void)registered;
+  return mutex;
+}
+
+// The open databases of this process.
+struct OpenDatabases {
+  pid_t process = getpid();
+  std::set<sqlite3*> all;
+};
+
+OpenDatabases& openDatabases() {
+  static auto& databases = *new OpenDatabases;
+  return databases;
+}
+
+void closeUnchanged(sqlite3* database) {
+  sqlite3_db_config(database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  while (sqlite3_stmt* statement = sqlite3_next_stmt(database, nullptr)) {
+    sqlite3_finalize(statement);
+  }
+  sqlite3_close(database);
+}
+
+// Closes what a child process has inherited. While it is open SQLite takes the parent's locks
+// on the file for the child's own, and the parent would see the child nowhere.
+void closeThoseOfParent() {
+  OpenDatabases& databases = openDatabases();
+  if (databases.process == getpid()) return;
+  for (sqlite3* database : databases.all) closeUnchanged(database);
+  databases = {};
+}
+
+}  // namespace
+
+DatabaseUse::DatabaseUse() : lock_(useOfDatabases()) {}
+
+Rows::~Rows() {
+  sqlite3_reset(statement_);
+  sqlite3_clear_bindings(statement_);
+}
+
+bool Rows::next() {
+  const int code = sqlite3_step(statement_);
+  if (code == SQLITE_ROW) return true;
+  if (code == SQLITE_DONE) return false;
+  throw ItemFailure{statusOfCode(code, sqlite3_db_handle(statement_))};
+}
+
+std::int64_t Rows::integer(int column) const { return sqlite3_column_int64(statement_, column); }
+
+Bytes Rows::bytes(int column) const {
+  const auto* bytes = static_cast<const std::uint8_t*>(sqlite3_column_blob(statement_, column));
+  return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))};
+}
+
+Statement::Statement(sqlite3* database, std::string_view sql) {
+  sqlite3_stmt* made = nullptr;
+  const int code = sqlite3_prepare_v3(database, sql.data(), static_cast<int>(sql.size()),
+                                      SQLITE_PREPARE_PERSISTENT, &made, nullptr);
+  statement_.reset(made);
+  ensureDone(code, database);
+}
+
+void Statement::bind(int index, std::int64_t value) const {
+  ensureDone(sqlite3_bind_int64(statement_.get(), index, value),
+             sqlite3_db_handle(statement_.get()));
+}
+
+void Statement::bind(int index, Bytes bytes) const {
+  const void* data = bytes.empty() ? "" : static_cast<const void*>(bytes.data());  // not NULL
+  ensureDone(sqlite3_bind_blob64(statement_.get(), index, data, bytes.size(), SQLITE_STATIC),
+             sqlite3_db_handle(statement_.get()));
+}
+
+void Database::Release::operator()(sqlite3* database) const noexcept {
+  openDatabases().all.erase(database);
+  sqlite3_close_v2(database);
+}
+
+Database::Database(const std::string& path, int flags) : logPages_(std::make_unique<int>(0)) {
+  closeThoseOfParent();
+  sqlite3* made = nullptr;
+  const int code = sqlite3_open_v2(path.c_str(), &made,
+                                   flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, nullptr);
+  database_.reset(made);
+  ensureDone(code, made);
+  openDatabases().all.insert(made);
+  sqlite3_extended_result_codes(made, 1);
+  sqlite3_busy_timeout(made, patience);
+}
+
+// What a hostile file could make SQLite do is switched off; sorting happens in memory.
+Database::Database(const std::string& path)
+    : Database(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW) {
+  sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+  run("PRAGMA cell_size_check = ON; PRAGMA secure_delete = ON; PRAGMA temp_store = MEMORY;"
+      "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA wal_autocheckpoint = 0;"
+      "PRAGMA journal_size_limit = 1048576");
+  const auto count = [](void* pages, sqlite3*, const char*, int inLog) {
+    *static_cast<int*>(pages) = inLog;
+    return SQLITE_OK;
+  };
+  sqlite3_wal_hook(database_.get(), count, logPages_.get());
+}
+
+// A query would look at the log, and refuse a file whose log has not been folded to the end.
+Database::Format Database::formatOf(const std::string& path) {
+  const Database database(path, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOFOLLOW);
+  sqlite3_file* file = nullptr;
+  std::array<std::uint8_t, 100> header{};
+  sqlite3_file_control(database.database_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+  const int code = file->pMethods->xRead(file, header.data(), header.size(), 0);
+  if (code != SQLITE_IOERR_SHORT_READ) ensureDone(code, database.database_.get());
+  const auto numberAt = [&header](std::size_t at) {
+    return static_cast<std::int64_t>(fromBigEndian(Bytes(header).subspan(at, 4)));
+  };
+  return {.application = numberAt(68), .version = numberAt(60)};
+}
+
+Database::Format Database::format() const {
+  return {.application = integer("PRAGMA application_id"),
+          .version = integer("PRAGMA user_version")};
+}
+
+void Database::setFormat(const Format& format) const {
+  run(("PRAGMA application_id = " + std::to_string(format.application)).c_str());
+  run(("PRAGMA user_version = " + std::to_string(format.version)).c_str());
+}
+
+void Database::run(const char* sql) const {
+  ensureDone(sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr), database_.get());
+}
+
+std::int64_t Database::integer(std::string_view sql) const {
+  const Statement statement = prepare(sql);
+  Rows rows = statement.run();
+  return rows.next() ? rows.integer(0) : 0;
+}
+
+std::string Database::text(std::string_view sql) const {
+  const Statement statement = prepare(sql);
+  Rows rows = statement.run();
+  return rows.next() ? std::string(rows.bytes(0).text()) : "";
+}
+
+void Database::foldLogOnClose(bool allowed) const {
+  sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, allowed ? 0 : 1, nullptr);
+}
+
+void Database::foldLog() const {
+  ensureDone(sqlite3_wal_checkpoint_v2(database_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE,
+                                       nullptr, nullptr),
+             database_.get());
+}
+
+// A failure loses nothing: the log is read as before.
+void Database::foldLongLog() const {
+  if (*logPages_ < longLog) return;
+  (void)sqlite3_wal_checkpoint_v2(database_.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr,
+                                  nullptr);
+}
+
+Transaction::Transaction(const Database& database) : database_(database) {
+  database.run("BEGIN IMMEDIATE");
+}
+
+void Transaction::commit() {
+  database_.run("COMMIT");
+  isOpen_ = false;
+}
+
+Transaction::~Transaction() {
+  if (!isOpen_) return;
+  try {
+    database_.run("ROLLBACK");
+  } catch (const ItemFailure&) {  // SQLite has already undone it
+  }
+}
+
+}  // namespace tarvex

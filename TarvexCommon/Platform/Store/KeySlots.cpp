@@ -1,0 +1,114 @@
+#include "TarvexCommon/Platform/Store/KeySlots.h"
+
+#include <utility>
+
+#include "TarvexCommon/Base/Text.h"
+#include "TarvexCommon/Platform/ItemRules.h"
+#include "TarvexCommon/Platform/Store/BigEndian.h"
+
+namespace tarvex {
+namespace {
+
+constexpr char keyFile[] = "keychain.key";
+constexpr char fileKind[] = "file";
+constexpr char passphraseKind[] = "passphrase";
+
+// What stretching costs in a new slot, and the most that an opened one may ask for, in KiB.
+constexpr std::int64_t newCost = 1 << 17;
+constexpr std::int64_t highestCost = 1 << 20;
+
+SealingKey keyInFile(const StoreFolder& folder) {
+  auto bytes = folder.read(keyFile);
+  ensure(bytes.has_value(), errSecNotAvailable);
+  ensure(bytes->size() == SealingKey::size, errSecAuthFailed);
+  SealingKey key{*bytes};
+  wipe(*bytes);
+  return key;
+}
+
+void makeKeyFile(const StoreFolder& folder) {
+  if (!folder.has(keyFile)) folder.write(keyFile, SealingKey::random().bytes());
+}
+
+bool isPowerOfTwo(std::int64_t number) { return number > 1 && (number & (number - 1)) == 0; }
+
+}  // namespace
+
+Passphrase::~Passphrase() {
+  if (text_) wipe(*text_);
+}
+
+std::string_view Passphrase::text() {
+  if (!text_) {
+    std::string given = ask_ ? ask_().value_or("") : "";
+    text_ = canonicalForm(given);
+    wipe(given);
+  }
+  return *text_;
+}
+
+KeySlots::KeySlots(const Database& database, Bytes storeID) : storeID_(toData(storeID)) {
+  const Statement all =
+      database.prepare("SELECT kind, salt, cost, wrapped FROM slot ORDER BY kind");
+  for (Rows rows = all.run(); rows.next();) {
+    slots_.push_back({.kind = std::string(rows.bytes(0).text()),
+                      .salt = toData(rows.bytes(1)),
+                      .cost = rows.integer(2),
+                      .wrapped = toData(rows.bytes(3))});
+  }
+}
+
+void KeySlots::make(const Database& database, Bytes storeID, const SealingKey& master,
+                    const StoreFolder& folder, Passphrase& passphrase) {
+  Slot slot = {.kind = fileKind, .salt = {}, .cost = 0, .wrapped = {}};
+  if (!passphrase.canBeAskedFor()) {
+    makeKeyFile(folder);
+  } else {
+    slot = {.kind = passphraseKind, .salt = randomBytes(16), .cost = newCost, .wrapped = {}};
+  }
+  const Sealer sealer(wrappingKey(slot, folder, passphrase));
+  slot.wrapped = sealer.seal(master.bytes(), contextOf(slot, storeID));
+  database.prepare("INSERT INTO slot VALUES (CAST(?1 AS TEXT), ?2, ?3, ?4)")
+      .finish(Bytes(slot.kind), slot.salt, slot.cost, slot.wrapped);
+}
+
+// A key file that is not there says less than a passphrase that is wrong.
+SealingKey KeySlots::open(const StoreFolder& folder, Passphrase& passphrase) const {
+  ensure(!slots_.empty(), errSecInvalidKeychain);
+  OSStatus telling = errSecNotAvailable;
+  for (const Slot& slot : slots_) {
+    try {
+      return unwrapped(slot, wrappingKey(slot, folder, passphrase));
+    } catch (const ItemFailure& failure) {
+      if (failure.status != errSecNotAvailable) telling = failure.status;
+    }
+  }
+  throw ItemFailure{telling};
+}
+
+SealingKey KeySlots::wrappingKey(const Slot& slot, const StoreFolder& folder,
+                                 Passphrase& passphrase) {
+  if (slot.kind == fileKind) return keyInFile(folder);
+  ensure(slot.kind == passphraseKind, errSecNotAvailable);
+  ensure(isPowerOfTwo(slot.cost) && slot.cost <= highestCost, errSecInvalidKeychain);
+  ensure(!passphrase.text().empty(), errSecInteractionNotAllowed);
+  return SealingKey::stretched(passphrase.text(), slot.salt, static_cast<std::uint64_t>(slot.cost));
+}
+
+SealingKey KeySlots::unwrapped(const Slot& slot, const SealingKey& key) const {
+  auto master = Sealer(key).open(slot.wrapped, contextOf(slot, storeID_));
+  ensure(master && master->size() == SealingKey::size, errSecAuthFailed);
+  SealingKey result{*master};
+  wipe(*master);
+  return result;
+}
+
+Data KeySlots::contextOf(const Slot& slot, Bytes storeID) {
+  Data context = toData(storeID);
+  append(context, bigEndian(static_cast<std::uint64_t>(slot.cost)));
+  append(context, slot.salt);
+  append(context, slot.kind);
+  return context;
+}
+
+}  // namespace tarvex

@@ -1,0 +1,75 @@
+// The slots of a store: its master key, wrapped once for each way to open it. Internal.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "TarvexCommon/Platform/Sealing.h"
+#include "TarvexCommon/Platform/Store/Database.h"
+#include "TarvexCommon/Platform/Store/StoreFolder.h"
+
+namespace tarvex {
+
+// Of a table with a row for each slot.
+inline constexpr char slotTable[] =
+    "CREATE TABLE slot(kind TEXT PRIMARY KEY, salt BLOB NOT NULL, cost INTEGER NOT NULL, "
+    "wrapped BLOB NOT NULL)";
+
+// A passphrase that is asked for once, when it is needed, and wiped.
+class Passphrase {
+ public:
+  using Ask = std::function<std::optional<std::string>()>;
+
+  explicit Passphrase(Ask ask) : ask_(std::move(ask)) {}
+  Passphrase(const Passphrase&) = delete;
+  Passphrase& operator=(const Passphrase&) = delete;
+  ~Passphrase();
+
+  // Whether there is somebody to ask.
+  bool canBeAskedFor() const { return static_cast<bool>(ask_); }
+
+  // Returns its canonical form: keyboards differ in how they compose letters. Empty when
+  // there is none.
+  std::string_view text();
+
+ private:
+  Ask ask_;
+  std::optional<std::string> text_;
+};
+
+class KeySlots {
+ public:
+  // Reads them, and nothing else.
+  KeySlots(const Database& database, Bytes storeID);
+
+  // Wraps the master key of a new store: by the passphrase when it can be asked for, then
+  // throws `errSecInteractionNotAllowed` if there is none; otherwise by the key file. A key
+  // file that is there is used, not replaced: it may open a backup.
+  static void make(const Database& database, Bytes storeID, const SealingKey& master,
+                   const StoreFolder& folder, Passphrase& passphrase);
+
+  // Returns the master key, by the first slot that opens. Throws what is most telling:
+  // `errSecAuthFailed` for a wrong key, `errSecInteractionNotAllowed` for a passphrase that
+  // nobody gives, `errSecNotAvailable` for a key file that is not there.
+  SealingKey open(const StoreFolder& folder, Passphrase& passphrase) const;
+
+ private:
+  struct Slot {
+    std::string kind;
+    Data salt;
+    std::int64_t cost;
+    Data wrapped;
+  };
+
+  static SealingKey wrappingKey(const Slot& slot, const StoreFolder& folder,
+                                Passphrase& passphrase);
+  SealingKey unwrapped(const Slot& slot, const SealingKey& key) const;
+  static Data contextOf(const Slot& slot, Bytes storeID);
+
+  Data storeID_;
+  std::vector<Slot> slots_;
+};
+
+}  // namespace tarvex

@@ -1,0 +1,194 @@
+#include "TarvexCommon/Platform/Store/StoreFolder.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <iterator>
+#include <memory>
+#include <thread>
+#include <utility>
+
+#include "TarvexCommon/Platform/ItemRules.h"
+
+namespace tarvex {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr char lockName[] = "keychain.lock";
+constexpr mode_t rightsOfOthers = 077;
+
+OSStatus statusOfError(int error) {
+  switch (error) {
+    case EACCES:
+    case EPERM:
+    case EROFS: return errSecWrPerm;
+    case ENOENT:
+    case ENOTDIR:
+    case ELOOP:
+    case EISDIR:
+    case ENAMETOOLONG: return errSecNotAvailable;
+    case ENOSPC:
+    case EDQUOT: return errSecDiskFull;
+    case ENOMEM: return errSecAllocate;
+    default: return errSecIO;
+  }
+}
+
+void ensureDone(bool done) { ensure(done, statusOfError(errno)); }
+
+enum class Links { followed, refused };
+
+// Returns nothing when nothing is there.
+std::optional<struct stat> status(const std::string& path, Links links) {
+  struct stat found {};
+  const int flags = links == Links::refused ? AT_SYMLINK_NOFOLLOW : 0;
+  if (fstatat(AT_FDCWD, path.c_str(), &found, flags) == 0) return found;
+  ensureDone(errno == ENOENT);
+  return std::nullopt;
+}
+
+void ensureOwn(const struct stat& found, mode_t kind) {
+  ensure((found.st_mode & S_IFMT) == kind && found.st_uid == geteuid() &&
+             (found.st_mode & rightsOfOthers) == 0,
+         errSecNotAvailable);
+}
+
+// Puts the names in a folder on the disk.
+void synchroniseFolder(const std::string& path) {
+  const Descriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  ensureDone(folder.number() >= 0 && fsync(folder.number()) == 0);
+}
+
+std::string parentOf(const std::string& path) {
+  const auto slash = path.find_last_of('/');
+  return slash == 0 || slash == std::string::npos ? "/" : path.substr(0, slash);
+}
+
+// Makes a folder and those above it, each of them on the disk before what is in it.
+void makeFolder(const std::string& path) {
+  if (status(path, Links::followed)) return;
+  const std::string parent = parentOf(path);
+  makeFolder(parent);
+  ensureDone(mkdir(path.c_str(), 0700) == 0 || errno == EEXIST);
+  synchroniseFolder(parent);
+}
+
+std::string resolved(const std::string& path) {
+  const std::unique_ptr<char, decltype(&std::free)> real(realpath(path.c_str(), nullptr),
+                                                         std::free);
+  ensureDone(real != nullptr);
+  return real.get();
+}
+
+std::string environment(const char* name) {
+  const char* value = secure_getenv(name);
+  return value == nullptr ? "" : value;
+}
+
+// The longer one has waited, the shorter the naps: whoever releases the lock and wants it
+// again at once would otherwise nearly always be faster than those who wait.
+class Naps {
+ public:
+  void nap() {
+    std::this_thread::sleep_for(length_);
+    length_ = std::max(length_ * 4 / 5, std::chrono::microseconds(50));
+  }
+  bool areOver() const { return std::chrono::steady_clock::now() > end_; }
+
+ private:
+  std::chrono::microseconds length_ = 1ms;
+  std::chrono::steady_clock::time_point end_ = std::chrono::steady_clock::now() + 10s;
+};
+
+}  // namespace
+
+Descriptor::Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+
+Descriptor::~Descriptor() {
+  if (number_ >= 0) close(number_);
+}
+
+FolderLock::~FolderLock() { flock(file_.number(), LOCK_UN); }
+
+StoreFolder::StoreFolder(const std::string& path) {
+  ensure(path.starts_with('/'), errSecNotAvailable);
+  makeFolder(path);
+  path_ = resolved(path);
+  ensureOwn(status(path_, Links::refused).value(), S_IFDIR);
+  ensureDone(faccessat(AT_FDCWD, path_.c_str(), W_OK | X_OK, AT_EACCESS) == 0);
+}
+
+std::optional<FileIdentity> StoreFolder::identityOf(const std::string& name) const {
+  const auto found = status(pathOf(name), Links::refused);
+  if (!found) return std::nullopt;
+  ensureOwn(*found, S_IFREG);
+  return FileIdentity{.device = found->st_dev, .node = found->st_ino};
+}
+
+off_t StoreFolder::sizeOf(const std::string& name) const {
+  const auto found = status(pathOf(name), Links::refused);
+  return found ? found->st_size : 0;
+}
+
+Descriptor StoreFolder::openFile(const std::string& name, int flags) const {
+  Descriptor file(open(pathOf(name).c_str(), flags | O_NOFOLLOW | O_CLOEXEC, 0600));
+  struct stat found {};
+  ensureDone(file.number() >= 0 && fstat(file.number(), &found) == 0);
+  ensureOwn(found, S_IFREG);
+  return file;
+}
+
+std::optional<Data> StoreFolder::read(const std::string& name) const {
+  if (!has(name)) return std::nullopt;
+  const Descriptor file = openFile(name, O_RDONLY);
+  Data bytes(static_cast<std::size_t>(sizeOf(name)));
+  ensureDone(::read(file.number(), bytes.data(), bytes.size()) == std::ssize(bytes));
+  return bytes;
+}
+
+void StoreFolder::write(const std::string& name, Bytes bytes) const {
+  const std::string unfinished = name + ".new";
+  const Descriptor file = openFile(unfinished, O_WRONLY | O_CREAT | O_TRUNC);
+  ensureDone(::write(file.number(), bytes.data(), bytes.size()) == std::ssize(bytes) &&
+             fsync(file.number()) == 0);
+  rename(unfinished, name);
+}
+
+void StoreFolder::rename(const std::string& from, const std::string& to) const {
+  ensureDone(::rename(pathOf(from).c_str(), pathOf(to).c_str()) == 0);
+  synchroniseFolder(path_);
+}
+
+void StoreFolder::removeIfThere(const std::string& name) const {
+  ensureDone(unlink(pathOf(name).c_str()) == 0 || errno == ENOENT);
+}
+
+FolderLock StoreFolder::lock() const {
+  FolderLock held(openFile(lockName, O_RDWR | O_CREAT));
+  for (Naps naps; !held.tryLock(); naps.nap()) ensure(!naps.areOver(), errSecIO);
+  return held;
+}
+
+bool FolderLock::tryLock() {
+  if (flock(file_.number(), LOCK_EX | LOCK_NB) == 0) return true;
+  ensureDone(errno == EWOULDBLOCK);
+  return false;
+}
+
+std::string defaultStoreDirectory() {
+  if (auto named = environment("TARVEX_KEYCHAIN_DIR"); !named.empty()) return named;
+  if (const auto data = environment("XDG_DATA_HOME"); data.starts_with('/')) {
+    return data + "/tarvex";
+  }
+  const auto home = environment("HOME");
+  return home.empty() ? "" : home + "/.local/share/tarvex";
+}
+
+}  // namespace tarvex

@@ -1,0 +1,87 @@
+// The folder of a store: who may have what in it, and the lock of those who write.
+// Internal.
+#pragma once
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "TarvexCommon/Base/Data.h"
+
+namespace tarvex {
+
+// A file descriptor, closed with the object.
+class Descriptor {
+ public:
+  explicit Descriptor(int number) noexcept : number_(number) {}
+  Descriptor(Descriptor&& other) noexcept;
+  ~Descriptor();
+  int number() const noexcept { return number_; }
+
+ private:
+  int number_;
+};
+
+// The lock of those who change a store, in whatever process; the kernel releases what is
+// left by one that dies. Each holder opens the file anew, so that no child inherits a lock
+// for long.
+class FolderLock {
+ public:
+  explicit FolderLock(Descriptor file) noexcept : file_(std::move(file)) {}
+  FolderLock(FolderLock&&) noexcept = default;
+  ~FolderLock();
+
+  // Returns false when somebody else holds it.
+  bool tryLock();
+
+ private:
+  Descriptor file_;
+};
+
+// What tells a file from another one of the same name.
+struct FileIdentity {
+  dev_t device;
+  ino_t node;
+  friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
+};
+
+// Its operations throw `errSecNotAvailable` for a folder or file that is not this user's
+// alone or of another kind (links are not followed), `errSecWrPerm`, `errSecDiskFull` and
+// `errSecIO`, as the system says.
+class StoreFolder {
+ public:
+  // Makes the folder unless it is there.
+  explicit StoreFolder(const std::string& path);
+
+  std::string pathOf(const std::string& name) const { return path_ + '/' + name; }
+
+  // Returns nothing when there is no such file.
+  std::optional<FileIdentity> identityOf(const std::string& name) const;
+  bool has(const std::string& name) const { return identityOf(name).has_value(); }
+  off_t sizeOf(const std::string& name) const;  // 0 when there is no such file
+
+  // Returns the bytes of a small file; nothing when there is none.
+  std::optional<Data> read(const std::string& name) const;
+
+  // Makes a file with these bytes that no other process sees half written.
+  void write(const std::string& name, Bytes bytes) const;
+
+  void rename(const std::string& from, const std::string& to) const;
+  void removeIfThere(const std::string& name) const;
+
+  // Waits until nobody else holds the lock, for 10 seconds; then throws `errSecIO`.
+  FolderLock lock() const;
+
+ private:
+  Descriptor openFile(const std::string& name, int flags) const;
+
+  std::string path_;
+};
+
+// Where the store lies unless the host says otherwise; empty when the environment does not
+// tell.
+std::string defaultStoreDirectory();
+
+}  // namespace tarvex
