@@ -213,19 +213,24 @@ void Database::foldLongLog() const {
                                   nullptr);
 }
 
-Transaction::Transaction(const Database& database) : database_(database) {
-  database.run("BEGIN IMMEDIATE");
+Transactions::Transactions(const Database& database)
+    : begin_(database.prepare("BEGIN IMMEDIATE")),
+      commit_(database.prepare("COMMIT")),
+      rollback_(database.prepare("ROLLBACK")) {}
+
+Transaction::Transaction(const Transactions& statements) : statements_(statements) {
+  statements.begin_.finish();
 }
 
 void Transaction::commit() {
-  database_.run("COMMIT");
+  statements_.commit_.finish();
   isOpen_ = false;
 }
 
 Transaction::~Transaction() {
   if (!isOpen_) return;
   try {
-    database_.run("ROLLBACK");
+    statements_.rollback_.finish();
   } catch (const ItemFailure&) {  // SQLite has already undone it
   }
 }

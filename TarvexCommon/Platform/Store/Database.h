@@ -130,10 +130,22 @@ class Database {
   std::unique_ptr<sqlite3, Release> database_;
 };
 
+// The statements around what is changed together.
+class Transactions {
+ public:
+  explicit Transactions(const Database& database);
+
+ private:
+  friend class Transaction;
+  Statement begin_;
+  Statement commit_;
+  Statement rollback_;
+};
+
 // Undone unless it is committed.
 class Transaction {
  public:
-  explicit Transaction(const Database& database);
+  explicit Transaction(const Transactions& statements);
   Transaction(const Transaction&) = delete;
   Transaction& operator=(const Transaction&) = delete;
   ~Transaction();
@@ -141,7 +153,7 @@ class Transaction {
   void commit();
 
  private:
-  const Database& database_;
+  const Transactions& statements_;
   bool isOpen_ = true;
 };
 

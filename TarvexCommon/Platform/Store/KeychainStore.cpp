@@ -82,7 +82,7 @@ class StoreItems {
     ensure(store->isInPlace(), errSecIO);  // replaced since: what is written would be lost
     const DatabaseUse use;
     guarded(*store, [&] {
-      Transaction transaction(store->database);
+      Transaction transaction(store->transactions);
       operation(*store->items);
       transaction.commit();
       store->database.foldLongLog();

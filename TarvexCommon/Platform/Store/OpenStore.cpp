@@ -33,7 +33,8 @@ void makeStore(const StoreFolder& folder, Passphrase& passphrase) {
   {
     const Database database(folder.pathOf(unfinishedFile));
     const Data id = randomBytes(16);
-    Transaction transaction(database);
+    const Transactions transactions(database);
+    Transaction transaction(transactions);
     database.setFormat(format);
     for (const char* table : {storeTable, slotTable, itemTable}) database.run(table);
     database.prepare("INSERT INTO store VALUES (?1)").finish(id);
@@ -57,6 +58,7 @@ std::string ensuredStore(const StoreFolder& folder) {
 OpenStore::OpenStore(StoreFolder itsFolder)
     : folder(std::move(itsFolder)),
       database(ensuredStore(folder)),
+      transactions(database),
       identity(folder.identityOf(storeFile)) {
   database.foldLogOnClose(false);
   ensure(database.format() == format && database.text(schemaOfFile) == schema(),

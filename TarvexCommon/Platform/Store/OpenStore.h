@@ -24,6 +24,7 @@ struct OpenStore {
 
   const StoreFolder folder;
   const Database database;
+  const Transactions transactions;
   const std::optional<FileIdentity> identity;
   Data id;
   std::optional<SealedItems> items;

@@ -111,7 +111,8 @@ SealedItems::SealedItems(const Database& database, const SealingKey& master, Dat
       names_(master.derived("names")),
       lastID_(database.prepare("SELECT coalesce(max(id), 0) FROM item")),
       insert_(database.prepare("INSERT INTO item VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)")),
-      update_(database.prepare("UPDATE item SET class = ?2, service = ?3, account = ?4, "
+      reseal_(database.prepare("UPDATE item SET attributes = ?2, value = ?3 WHERE id = ?1")),
+      rename_(database.prepare("UPDATE item SET class = ?2, service = ?3, account = ?4, "
                                "\"group\" = ?5, sync = ?6, attributes = ?7, value = ?8 "
                                "WHERE id = ?1")),
       remove_(database.prepare("DELETE FROM item WHERE id = ?1")) {}
@@ -146,7 +147,7 @@ void SealedItems::update(const ItemQuery& query, const ItemChanges& changes) {
     return true;
   });
   ensure(!rows.empty(), errSecItemNotFound);
-  for (const SealedRow& row : rows) write(update_, changed(row, changes));
+  for (const SealedRow& row : rows) replace(row, changed(row, changes));
 }
 
 void SealedItems::remove(const ItemQuery& query) {
@@ -298,6 +299,15 @@ Data SealedItems::sealAttributes(const ItemDictionary& said, const Columns& colu
 
 Data SealedItems::sealValue(Bytes secret, const Columns& columns) const {
   return sealed(values_, secret, contextOf(columns));
+}
+
+// The index is written only when it has to be.
+void SealedItems::replace(const SealedRow& row, const SealedRow& by) const {
+  if (by.columns == row.columns) {
+    reseal_.finish(by.columns.id, by.attributes, by.value);
+  } else {
+    write(rename_, by);
+  }
 }
 
 void SealedItems::write(const Statement& statement, const SealedRow& row) {

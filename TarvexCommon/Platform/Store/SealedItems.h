@@ -69,6 +69,7 @@ class SealedItems {
                const ItemQuery& query) const;
 
   SealedRow changed(const SealedRow& row, const ItemChanges& changes) const;
+  void replace(const SealedRow& row, const SealedRow& by) const;
   static void write(const Statement& statement, const SealedRow& row);
 
   static Columns columnsIn(const Rows& row);
@@ -89,7 +90,8 @@ class SealedItems {
   std::map<std::string, Statement, std::less<>> selects_;
   Statement lastID_;
   Statement insert_;
-  Statement update_;
+  Statement reseal_;
+  Statement rename_;
   Statement remove_;
 };
 
