@@ -27,6 +27,7 @@
 #include "TarvexCommon/Base/Base64.h"
 #include "TarvexCommon/Common/Encoding.h"
 #include "TarvexCommon/JWT/JWT.h"
+#include "TarvexCommon/Platform/Memory/MemoryItemService.h"
 #include "TarvexCommon/Platform/Services.h"
 #include "benchmarks/Support/Rounds.h"
 
@@ -100,6 +101,7 @@ std::size_t importWithCjose(const std::string& text, bool decodeClaims) {
 
 int main(int argc, char** argv) {
   const int rounds = argc > 1 ? std::atoi(argv[1]) : 101;
+  tarvex::installServices({.itemService = tarvex::memoryItemService()});
 
   ECDSA::createKeyPair("benchmark");
   const ECDSA pair("benchmark", tarvex::Crypto::Hash::sha256, tarvex::Crypto::Curve::p256,

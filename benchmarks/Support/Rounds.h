@@ -11,13 +11,18 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace bench {
 
+using Clock = std::chrono::steady_clock;
+using Nanoseconds = std::chrono::duration<double, std::nano>;
+
 struct Contender {
   std::string name;
   std::function<void(std::size_t index)> operation;  // one operation; index counts on
+  std::function<void()> prepare = {};                // before it in every round, not measured
 };
 
 class Rounds {
@@ -28,9 +33,14 @@ class Rounds {
     pin();
     for (int round = 0; round < rounds; ++round) {
       for (const Contender& contender : contenders_) {
-        nanoseconds_[contender.name].push_back(measure(contender, perContender));
+        add(contender.name, measure(contender, perContender));
       }
     }
+  }
+
+  // Adds what was measured elsewhere, the time of one operation.
+  void add(const std::string& name, Nanoseconds time) {
+    nanoseconds_[name].push_back(time.count());
   }
 
   // Prints how many times faster `fast` is than `slow`.
@@ -46,6 +56,14 @@ class Rounds {
     report(figure, median(nanoseconds_.at(name)), "ns");
   }
 
+  void reportMilliseconds(const char* figure, const std::string& name) const {
+    report(figure, median(nanoseconds_.at(name)) / 1e6, "ms");
+  }
+
+  void reportRate(const char* figure, const std::string& name) const {
+    report(figure, 1e9 / median(nanoseconds_.at(name)), "1/s");
+  }
+
  private:
   static void pin() {
     cpu_set_t cores;
@@ -59,18 +77,17 @@ class Rounds {
     sched_setaffinity(0, sizeof cores, &cores);
   }
 
-  static double measure(const Contender& contender, std::chrono::milliseconds time) {
-    using Clock = std::chrono::steady_clock;
-    constexpr std::size_t batch = 32;
+  Nanoseconds measure(const Contender& contender, std::chrono::milliseconds time) {
+    constexpr std::size_t batch = 8;
+    if (contender.prepare) contender.prepare();
     const auto start = Clock::now();
     auto end = start;
     std::size_t count = 0;
-    while (end - start < time) {
-      for (std::size_t i = 0; i < batch; ++i) contender.operation(count++);
+    for (; end - start < time; count += batch) {
+      for (std::size_t i = 0; i < batch; ++i) contender.operation(index_++);
       end = Clock::now();
     }
-    return std::chrono::duration<double, std::nano>(end - start).count() /
-           static_cast<double>(count);
+    return Nanoseconds(end - start) / static_cast<double>(count);
   }
 
   static double median(std::vector<double> values) {
@@ -84,6 +101,7 @@ class Rounds {
 
   std::vector<Contender> contenders_;
   std::map<std::string, std::vector<double>> nanoseconds_;
+  std::size_t index_ = 0;
 };
 
 }  // namespace bench

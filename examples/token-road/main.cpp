@@ -1,231 +1,73 @@
-// The road of a token: a key pair is made, a token is signed with it, and somebody
-// who has only the public key reads, verifies and checks that token. Then what goes
-// wrong when it should, a token that somebody else made, and the token in the keychain.
+// The road of a token, from the key that signs it to the keychain that keeps it. Everything
+// lies in a keychain store of its own, in a temporary folder.
 
 #include <cstdio>
-#include <stdexcept>
-#include <string>
-#include <string_view>
+#include <cstdlib>
+#include <exception>
+#include <system_error>
 
-#include "TarvexCommon/Base/Base64.h"
-#include "TarvexCommon/Common/Encoding.h"
-#include "TarvexCommon/JWT/JWT.h"
-#include "TarvexCommon/Keychain/Keychain.h"
-#include "TarvexCommon/Keychain/KeychainPersistence.h"
-#include "TarvexCommon/Platform/Memory/RecordingLog.h"
+#include "Road.h"
 #include "TarvexCommon/Platform/Services.h"
-
-using tarvex::JWT;
-using tarvex::JWTError;
-using tarvex::KeychainItem;
-using tarvex::Crypto::ECDSA;
-using tarvex::KeychainPersistence::getFromKeychain;
-using tarvex::KeychainPersistence::removeFromKeychain;
-using tarvex::KeychainPersistence::saveToKeychain;
+#include "TarvexCommon/Platform/Store/KeychainStore.h"
 
 namespace {
 
-void say(std::string_view text) {
-  std::printf("%.*s\n", static_cast<int>(text.size()), text.data());
-}
-
-void step(std::string_view text) { say("\n" + std::string(text)); }
-
-void expect(bool condition, const char* what) {
-  if (!condition) throw std::runtime_error(what);
-}
-
-ECDSA load(std::string_view label) {
-  return ECDSA(label, tarvex::Crypto::Hash::sha256, tarvex::Crypto::Curve::p256,
-               tarvex::kSecKeyAlgorithmECDSASignatureMessageX962SHA256);
-}
-
-// What a server would publish: the coordinates of its public key.
-ECDSA publicOnly(const ECDSA& pair) {
-  const auto [x, y] = pair.coordinates();
-  say("  x = " + x + "\n  y = " + y);
-  return ECDSA({.x = x, .y = y});
-}
-
-JWT makeToken(tarvex::Date expiry) {
-  return JWT(tarvex::JWTHeader({.type = "JWT", .algo = "ES256"}),
-             tarvex::JWTClaims({.sub = "alice",
-                                .exp = expiry,
-                                .scopes = tarvex::JWTClaims::Scopes{"read", "write"},
-                                .privs = tarvex::JWTClaims::Privileges{{"docs", {"r", "w"}}}}));
-}
-
-JWT readVerified(std::string_view text, const ECDSA& key) {
-  return JWT::fromBase64url({.base64url = text, .ec = &key, .verifySignature = true});
-}
-
-// Shows that `action` fails as it should.
-template <typename Action>
-void expectError(std::string_view what, const JWTError& expected, Action action) {
-  try {
-    action();
-  } catch (const JWTError& error) {
-    expect(error == expected, "another error than expected");
-    say("  " + std::string(what) + ": refused, \"" + error.errorDescription() + "\"");
-    return;
+// A folder that nobody else may enter, gone at the end with all that is in it.
+class TemporaryFolder {
+ public:
+  TemporaryFolder() {
+    std::string name = absolute(std::filesystem::temp_directory_path() / "token-road-XXXXXX");
+    road::expect(mkdtemp(name.data()) != nullptr, "there is no place for a temporary folder");
+    path_ = name;
   }
-  throw std::runtime_error("nothing was refused");
-}
-
-void showClaims(const tarvex::JWTClaims& claims) {
-  const std::string json = tarvex::segmentEncoder().encode(claims);
-  say("  claims: " + json);
-}
-
-void showRefusals(const std::string& text, const ECDSA& pair, const ECDSA& server) {
-  std::string changed = text;
-  char& letter = changed[text.find('.') + 1];
-  letter = letter == 'e' ? 'f' : 'e';
-  expectError("one character of the claims changed", JWTError::verificationFailed(),
-              [&] { readVerified(changed, server); });
-
-  ECDSA::createKeyPair("somebody else");
-  expectError("checked with another key", JWTError::verificationFailed(),
-              [&] { readVerified(text, load("somebody else")); });
-
-  const std::string old = makeToken(tarvex::now() - 60).exportBase64url(pair);
-  expectError("a token that expired a minute ago", JWTError::claimsExpired(),
-              [&] { readVerified(old, server).validateClaims(); });
-
-  const std::string twoSegments = text.substr(0, text.rfind('.'));
-  expectError("the same token without its signature", JWTError::verificationFailed(),
-              [&] { readVerified(twoSegments, server); });
-  const JWT unverified =
-      JWT::fromBase64url({.base64url = twoSegments, .ec = nullptr, .verifySignature = false});
-  say("  read without verification it still says who it claims to be for: " +
-      unverified.claims.sub.value());
-}
-
-// RFC 7515, appendix A.3: key, token and signature as printed there.
-constexpr std::string_view foreignX = "f83OJ3D2xF1Bg8vub9tLe1gHMzV76e8Tus9uPHvRVEU";
-constexpr std::string_view foreignY = "x_FEzRu9m36HLN_tue659LNpXW6pCyStikYjKIWI5a0";
-constexpr std::string_view foreignHeader = "eyJhbGciOiJFUzI1NiJ9";
-constexpr std::string_view foreignClaims =
-    "eyJpc3MiOiJqb2UiLA0KICJleHAiOjEzMDA4MTkzODAsDQogImh0dHA6Ly9leGFt"
-    "cGxlLmNvbS9pc19yb290Ijp0cnVlfQ";
-constexpr std::string_view foreignSignature =
-    "DtEhU3ljbEg8L38VWAfUAqOyKAM6-Xx-F4GawxaepmXFCgfTjDxw5djxLa8ISlSA"
-    "pmWQxfKTUJqPP3-Kg6NU1Q";
-
-tarvex::Data decoded(std::string_view segment) {
-  return tarvex::fromBase64(tarvex::Encoding::b64urlToBase64(segment)).value();
-}
-
-// Our tokens have a "typ" in their header, and this one has none: it can be
-// verified and its claims can be read, but not as one of ours.
-void readForeignHeader(const std::string& text, const ECDSA& key) {
-  try {
-    readVerified(text, key);
-  } catch (const tarvex::DecodingError& error) {
-    expect(error.kind() == tarvex::DecodingError::Kind::keyNotFound, "another decoding error");
-    say("  read as a token of ours it passes the verification and is refused "
-        "for its header:\n    " +
-        error.debugDescription());
-    return;
-  }
-  throw std::runtime_error("a header without \"typ\" was read");
-}
-
-void readForeignToken() {
-  const std::string x = tarvex::Encoding::b64urlToBase64(foreignX);
-  const std::string y = tarvex::Encoding::b64urlToBase64(foreignY);
-  const ECDSA key({.x = x, .y = y});
-  const std::string input = std::string(foreignHeader) + '.' + std::string(foreignClaims);
-  const std::string text = input + '.' + std::string(foreignSignature);
-
-  const tarvex::Data signature = decoded(foreignSignature);
-  expect(key.verifySignature({.msg = input, .signature = signature}), "it does not match");
-  say("  its signature is its key's");
-  const tarvex::JSONDecoder decoder{.dateDecodingStrategy =
-                                        tarvex::DateDecodingStrategy::secondsSince1970()};
-  showClaims(decoder.decode<tarvex::JWTClaims>(decoded(foreignClaims)));
-  readForeignHeader(text, key);
-  expectError("one character of it changed", JWTError::verificationFailed(),
-              [&] { readVerified("f" + text.substr(1), key); });
-}
-
-// Shows what the migration to synchronised items leaves of a user's password.
-void showMigration(std::string_view user) {
-  const bool done = tarvex::KeychainPersistence::forceSyncMigration(KeychainItem::password);
-  const std::string password = getFromKeychain(user, KeychainItem::password);
-  expect(done && password == "correct horse", "the password was not migrated");
-  say("  the password of " + std::string(user) + " is a synchronised item now, and still the same");
-}
-
-void keepSecrets(const std::string& token) {
-  saveToKeychain({.value = token, .user = "alice"}, KeychainItem::accessTokenAPI);
-  expect(getFromKeychain("alice", KeychainItem::accessTokenAPI) == token, "another token");
-  say("  saved under \"alice:access token\" and read back");
-  removeFromKeychain("alice", KeychainItem::accessTokenAPI);
-  try {
-    getFromKeychain("alice", KeychainItem::accessTokenAPI);
-  } catch (const tarvex::KeychainError& error) {
-    say("  removed, and asked for again: \"" + error.errorDescription() + '"');
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  ~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
   }
 
-  const tarvex::Keychain devices({.service = KeychainItem::password.serviceName(),
-                                  .access = KeychainItem::password.accessGroup()});
-  devices.setItem({.valueData = "correct horse",
-                   .user = "bob",
-                   .label = KeychainItem::password.rawLabel(),
-                   .synced = std::nullopt,
-                   .accessibility = tarvex::kSecAttrAccessibleAfterFirstUnlock});
-  showMigration("bob");
+  const std::filesystem::path& path() const noexcept { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+// What every application of the team does at its start. Others name neither a folder nor a log.
+void start(const std::filesystem::path& folder, const tarvex::RecordingLog& log) {
+  tarvex::installServices(
+      {.bundle = {.identifier = "com.example.token-road",
+                  .infoDictionary = {{"TeamIDPrefix", "ABCDE12345."}}},
+       .log = log.sink(),
+       .itemService = tarvex::KeychainStore({.directory = folder}).itemService()});
 }
 
-void walk(const tarvex::RecordingLog& log) {
-  step(
-      "1. A key pair is made under the label \"demo\", and loaded again by "
-      "that label.");
-  ECDSA::createKeyPair("demo");
-  const ECDSA pair = load("demo");
-
-  step("2. A token with all four claims is signed with it.");
-  const JWT token = makeToken(tarvex::now() + 3600);
-  const std::string text = token.exportBase64url(pair);
-  say("  " + text);
-
-  step(
-      "3. Somebody who has only the public key reads the token, verified, and "
-      "checks its expiry.");
-  const ECDSA server = publicOnly(pair);
-  const JWT read = readVerified(text, server);
-  read.validateClaims();
-  showClaims(read.claims);
-  expect(read.header == token.header && read.claims.privs == token.claims.privs, "claims differ");
-
-  step("4. What must not pass does not.");
-  showRefusals(text, pair, server);
-
-  step(
-      "5. The ES256 example of RFC 7515, appendix A.3, a token that nobody "
-      "here made.");
-  readForeignToken();
-
-  step("6. The token is kept in the keychain, where the team's applications find it.");
-  keepSecrets(text);
-
-  step("The library's log has a line for each signature that a key refused:");
-  for (const std::string& message : log.messages()) say("  " + message);
+void walk() {
+  const TemporaryFolder folder;
+  const tarvex::RecordingLog log;
+  start(folder.path(), log);
+  road::say("The keychain of this walk is made in " + folder.path().string() + ".");
+  const std::string token = road::makeAndCheckToken();
+  road::readForeignToken();
+  road::step("The library's log has a line for each signature that a key refused:");
+  for (const std::string& message : log.messages()) road::say("  " + message);
+  road::keepToken(token, folder.path());
+  road::migratePasswords(log, folder.path());
+  road::say("\ndemo: ok");
 }
 
 }  // namespace
 
-int main() {
-  const tarvex::RecordingLog log;
-  tarvex::installServices({.bundle = {.identifier = "com.example.token-road",
-                                      .infoDictionary = {{"TeamIDPrefix", "ABCDE12345."}}},
-                           .log = log.sink()});
+int main(int argc, char** argv) {
   try {
-    walk(log);
+    if (argc == 3 && std::string_view(argv[1]) == "--read") {
+      start(argv[2], {});
+      road::readKeptToken();
+    } else {
+      walk();
+    }
   } catch (const std::exception& error) {
     std::fprintf(stderr, "demo: %s\n", error.what());
     return 1;
   }
-  say("\ndemo: ok");
 }

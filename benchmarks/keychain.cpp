@@ -1,0 +1,305 @@
+// The keychain that lies on the disk, against itself at another size, and against SQLite
+// alone.
+//
+//   keychain.get.per-second      getItem with 10 items in the store
+//   keychain.get.100000/keychain.get.10
+//                                its rate with 100,000 items over its rate with 10
+//   keychain.set/sqlite.upsert   setItem of an item that is there against a transaction of
+//                                SQLite that writes a row of the same size as durably
+//   keychain.cold-get.ms         in a new process, from main to an item's value
+//   keychain.cold-process.ms     the whole life of that process
+//   keychain.migrate.10000/1000  forceSyncMigration, the time of one of 10,000 items over
+//                                that of one of 1,000
+//
+// In "set" a ratio above 1 says that ours is faster.
+
+#include "TarvexCommon/Keychain/Keychain.h"
+
+#include <spawn.h>
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <optional>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+#include "TarvexCommon/Keychain/KeychainIdentifiers.h"
+#include "TarvexCommon/Keychain/KeychainPersistence.h"
+#include "TarvexCommon/Platform/Memory/MemoryItemService.h"
+#include "TarvexCommon/Platform/Memory/RecordingLog.h"
+#include "TarvexCommon/Platform/Services.h"
+#include "TarvexCommon/Platform/Store/KeychainStore.h"
+#include "benchmarks/Support/Rounds.h"
+#include "benchmarks/Support/TemporaryFolder.h"
+
+namespace {
+
+using bench::Clock;
+using bench::Nanoseconds;
+using std::filesystem::path;
+using tarvex::ItemService;
+using tarvex::Keychain;
+using tarvex::KeychainItem;
+
+void check(bool condition, const char* what) {
+  if (!condition) throw std::runtime_error(what);
+}
+
+// Puts the items in use, and lets go of those that were.
+void use(const ItemService& items) {
+  tarvex::installServices({.bundle = {.identifier = "com.example.benchmark",
+                                      .infoDictionary = {{"TeamIDPrefix", "ABCDE12345."}}},
+                           .log = tarvex::RecordingLog().sink(),
+                           .itemService = items});
+}
+
+ItemService open(const path& folder) {
+  return tarvex::KeychainStore({.directory = folder}).itemService();
+}
+
+// Passwords of the catalogue that are not synchronised yet.
+class Passwords {
+ public:
+  void set(const std::string& user, std::size_t version) const {
+    const std::string secret = "password number " + std::to_string(1000000 + version);
+    keychain_.setItem({.valueData = secret,
+                       .user = user,
+                       .label = label_,
+                       .synced = std::nullopt,
+                       .accessibility = tarvex::kSecAttrAccessibleAfterFirstUnlock});
+  }
+
+  std::string get(const std::string& user) const {
+    return keychain_.getItem({.secretID = user, .label = label_, .synced = std::nullopt});
+  }
+
+ private:
+  Keychain keychain_{{.service = KeychainItem::password.serviceName(),
+                      .access = KeychainItem::password.accessGroup()}};
+  std::string label_ = KeychainItem::password.rawLabel();
+};
+
+std::string user(std::size_t number) {
+  return "user-" + std::to_string(1000000 + number) + "@example.com";
+}
+
+// The first `count` users, shuffled the same way in every run.
+std::vector<std::string> shuffledUsers(std::size_t count) {
+  std::vector<std::string> users;
+  for (std::size_t i = 0; i < count; ++i) users.push_back(user(i));
+  std::shuffle(users.begin(), users.end(), std::mt19937());
+  return users;
+}
+
+// Stores are filled in memory where there is room, since each item that is added waits for
+// the disk, and some disks take minutes for 100,000.
+path placeToFill(const path& otherwise) {
+  constexpr std::uintmax_t room = 256 << 20;
+  std::error_code none;
+  const auto space = std::filesystem::space("/dev/shm", none);
+  return !none && space.available > room ? path("/dev/shm") : otherwise;
+}
+
+// Makes a store of so many passwords in a new folder.
+path fill(const path& folder, std::size_t count) {
+  const bench::TemporaryFolder maker(placeToFill(folder.parent_path()));
+  use(open(maker.path()));
+  const Passwords passwords;
+  for (std::size_t i = 0; i < count; ++i) passwords.set(user(i), i);
+  use(tarvex::memoryItemService());  // closes it
+  std::filesystem::copy(maker.path(), folder, std::filesystem::copy_options::recursive);
+  return folder;
+}
+
+// A table of SQLite, as durable as the store.
+class Peer {
+ public:
+  explicit Peer(const path& file) {
+    check(sqlite3_open(file.c_str(), &database_) == SQLITE_OK, "no database");
+    for (const char* statement : {"PRAGMA journal_mode = WAL", "PRAGMA synchronous = FULL",
+                                  "CREATE TABLE item(name BLOB PRIMARY KEY, sealed BLOB)"}) {
+      check(sqlite3_exec(database_, statement, nullptr, nullptr, nullptr) == SQLITE_OK, statement);
+    }
+    static constexpr std::array texts = {"BEGIN IMMEDIATE",
+                                         "INSERT INTO item VALUES (?1, ?2) ON CONFLICT (name) "
+                                         "DO UPDATE SET sealed = excluded.sealed",
+                                         "COMMIT"};
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      check(sqlite3_prepare_v2(database_, texts[i], -1, &transaction_[i], nullptr) == SQLITE_OK,
+            texts[i]);
+    }
+  }
+  Peer(const Peer&) = delete;
+  Peer& operator=(const Peer&) = delete;
+  ~Peer() {
+    for (sqlite3_stmt* statement : transaction_) sqlite3_finalize(statement);
+    sqlite3_close(database_);
+  }
+
+  void upsert(std::string_view name, const std::string& sealed) {
+    sqlite3_stmt* row = transaction_[1];
+    sqlite3_bind_blob64(row, 1, name.data(), name.size(), SQLITE_STATIC);
+    sqlite3_bind_blob64(row, 2, sealed.data(), sealed.size(), SQLITE_STATIC);
+    for (sqlite3_stmt* statement : transaction_) {
+      check(sqlite3_step(statement) == SQLITE_DONE, "not written");
+      sqlite3_reset(statement);
+    }
+  }
+
+ private:
+  sqlite3* database_ = nullptr;
+  std::array<sqlite3_stmt*, 3> transaction_{};
+};
+
+// What the new process does: prints the nanoseconds since its start.
+void readCold(const path& folder, Clock::time_point start) {
+  use(open(folder));
+  check(!Passwords().get(user(0)).empty(), "no value");
+  std::printf("%.0f", Nanoseconds(Clock::now() - start).count());
+}
+
+// Starts this program again and waits for its end.
+void runAgain(std::string option, std::string argument, int output) {
+  std::string program = "/proc/self/exe";
+  char* arguments[] = {program.data(), option.data(), argument.data(), nullptr};
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+  pid_t process = 0;
+  int status = -1;
+  check(posix_spawn(&process, program.c_str(), &actions, nullptr, arguments, environ) == 0 &&
+            waitpid(process, &status, 0) == process && status == 0,
+        "the new process failed");
+  posix_spawn_file_actions_destroy(&actions);
+}
+
+struct ColdTimes {
+  Nanoseconds get;
+  Nanoseconds process;
+};
+
+ColdTimes measureCold(const path& folder) {
+  std::array<int, 2> ends{};
+  check(pipe(ends.data()) == 0, "no pipe");
+  const auto start = Clock::now();
+  runAgain("--cold", folder, ends[1]);
+  const auto end = Clock::now();
+  std::array<char, 32> printed{};
+  check(read(ends[0], printed.data(), printed.size() - 1) > 0, "the new process said nothing");
+  for (const int descriptor : ends) close(descriptor);
+  return {.get = Nanoseconds(std::atof(printed.data())), .process = end - start};
+}
+
+// Returns the time of one item, and leaves all of them as they were.
+Nanoseconds measureMigration(const ItemService& items, std::size_t count) {
+  use(items);
+  const auto start = Clock::now();
+  check(tarvex::KeychainPersistence::forceSyncMigration(KeychainItem::password), "not migrated");
+  const Nanoseconds time = Clock::now() - start;
+  const tarvex::OSStatus status =
+      tarvex::SecItemUpdate({{tarvex::kSecClass, tarvex::kSecClassGenericPassword},
+                             {tarvex::kSecAttrSynchronizable, true}},
+                            {{tarvex::kSecAttrSynchronizable, false}});
+  check(status == tarvex::errSecSuccess, "nothing was migrated");
+  return time / static_cast<double>(count);
+}
+
+void measureReading(int rounds, const path& folder) {
+  const ItemService few = open(fill(folder / "10", 10));
+  const ItemService many = open(fill(folder / "100000", 100000));
+  const std::vector<std::string> fewUsers = shuffledUsers(10);
+  const std::vector<std::string> manyUsers = shuffledUsers(100000);
+  const Passwords passwords;
+  bench::Rounds measured(
+      {{"get.10", [&](std::size_t i) { passwords.get(fewUsers[i % 10]); }, [&] { use(few); }},
+       {"get.100000", [&](std::size_t i) { passwords.get(manyUsers[i % 100000]); },
+        [&] { use(many); }}});
+  measured.run(rounds, std::chrono::milliseconds(15));
+  measured.reportRate("keychain.get.per-second", "get.10");
+  measured.reportRatio("keychain.get.100000/keychain.get.10", "get.100000", "get.10");
+}
+
+// A round is so long that both logs are folded into their files in it. Before the first round
+// both have been folded once: while a log still grows, a transaction also waits for the
+// new length of its file.
+void measureWriting(int rounds, const path& folder) {
+  use(open(fill(folder / "writing", 10)));
+  const std::vector<std::string> users = shuffledUsers(10);
+  const Passwords passwords;
+  Peer peer(folder / "peer.db");
+  const auto set = [&](std::size_t i) { passwords.set(users[i % 10], i); };
+  // The lengths of a name and of what else the store has in the row of such a password.
+  const auto upsert = [&](std::size_t i) {
+    peer.upsert(users[i % 10], std::string(288, static_cast<char>(i)));
+  };
+  for (std::size_t i = 0; i < 1100; ++i) {
+    set(i);
+    upsert(i);
+  }
+  bench::Rounds measured({{"set", set}, {"upsert", upsert}});
+  measured.run(std::max(11, rounds / 3), std::chrono::milliseconds(100));
+  measured.reportRatio("keychain.set/sqlite.upsert", "set", "upsert");
+  measured.reportTime("set", "set");
+  measured.reportTime("upsert", "upsert");
+}
+
+void measureStarting(int rounds, const path& folder) {
+  const path cold = fill(folder / "cold", 10);
+  bench::Rounds measured({});
+  for (int round = 0; round < rounds; ++round) {
+    const ColdTimes times = measureCold(cold);
+    measured.add("get", times.get);
+    measured.add("process", times.process);
+  }
+  measured.reportMilliseconds("keychain.cold-get.ms", "get");
+  measured.reportMilliseconds("keychain.cold-process.ms", "process");
+}
+
+void measureMigrating(int rounds, const path& folder) {
+  const ItemService few = open(fill(folder / "1000", 1000));
+  const ItemService many = open(fill(folder / "10000", 10000));
+  bench::Rounds measured({});
+  for (int round = 0; round < std::max(3, rounds / 20); ++round) {
+    measured.add("1000", measureMigration(few, 1000));
+    measured.add("10000", measureMigration(many, 10000));
+  }
+  measured.reportRatio("keychain.migrate.10000/1000", "1000", "10000");
+  measured.reportRate("keychain.migrate.1000.per-second", "1000");
+  measured.reportRate("keychain.migrate.10000.per-second", "10000");
+}
+
+void measure(int rounds) {
+  const bench::TemporaryFolder folder;
+  for (const auto part : {measureReading, measureWriting, measureStarting, measureMigrating}) {
+    part(rounds, folder.path());
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const auto start = Clock::now();
+  try {
+    if (argc == 3 && std::string_view(argv[1]) == "--cold") {
+      readCold(argv[2], start);
+    } else {
+      measure(argc > 1 ? std::atoi(argv[1]) : 101);
+    }
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "benchmark-keychain: %s\n", error.what());
+    return 1;
+  }
+}
