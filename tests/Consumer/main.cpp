@@ -1,6 +1,7 @@
 // Makes, signs and verifies a token, and encodes a record of its own.
 
 #include <TarvexCommon/JWT/JWT.h>
+#include <TarvexCommon/Platform/Memory/MemoryItemService.h>
 #include <TarvexCommon/Platform/Services.h>
 
 #include <cstdio>
@@ -33,7 +34,8 @@ JWT goRound(const JWT& token) {
 }  // namespace
 
 int main() {
-  tarvex::installServices({.bundle = {.identifier = "com.example.consumer"}});
+  tarvex::installServices({.bundle = {.identifier = "com.example.consumer"},
+                           .itemService = tarvex::memoryItemService()});
   const JWT token(
       tarvex::JWTHeader({.type = "JWT", .algo = "ES256"}),
       tarvex::JWTClaims(

@@ -5,6 +5,7 @@
 #include <atomic>
 
 #include "TarvexCommon/Base/Base64.h"
+#include "TarvexCommon/Platform/Memory/MemoryItemService.h"
 #include "tests/Support/Errors.h"
 #include "tests/Support/ExampleKey.h"
 #include "tests/Support/InstalledServices.h"
@@ -168,7 +169,7 @@ TEST(CoordinatesDeathTest, StopAtWhatIsNotStandardBase64) {
 }
 
 TEST(ECDSA, IsUsedByThreadsAtOnce) {
-  const InstalledServices installed;
+  const InstalledServices installed({.itemService = memoryItemService()});
   ECDSA::createKeyPair("device");
   const ECDSA key = example::loaded("device");
   const Data before = key.createSignature("before");
@@ -186,8 +187,8 @@ TEST(ECDSA, IsUsedByThreadsAtOnce) {
 void create() { ECDSA::createKeyPair("device"); }
 void load() { example::loaded("device"); }
 
-// The platform's own services, with what a test replaces in `own`; the calls that
-// matter to key pairs are written down on their way.
+// The platform's own services but for the items, which are in memory, with what a test
+// replaces in `own`; the calls that matter to key pairs are written down on their way.
 class KeyPairByLabel : public testing::Test {
  protected:
   using Dictionary = const ItemDictionary&;
@@ -225,7 +226,7 @@ class KeyPairByLabel : public testing::Test {
     return keys;
   }
 
-  Services own;
+  Services own{.itemService = memoryItemService()};
   std::vector<std::pair<std::string, ItemDictionary>> calls;
 };
 

@@ -11,6 +11,7 @@
 #include "TarvexCommon/Base/FatalError.h"
 #include "TarvexCommon/Common/Encoding.h"
 #include "TarvexCommon/JWT/JWT.h"
+#include "TarvexCommon/Platform/Memory/MemoryItemService.h"
 #include "TarvexCommon/Platform/Memory/RecordingLog.h"
 #include "TarvexCommon/Platform/Services.h"
 #include "tests/Support/ExampleKey.h"
@@ -83,7 +84,9 @@ void read(const std::string& folder) {
 int main(int argc, char** argv) {
   using namespace tarvex;
   require(argc == 3);
-  installServices({.bundle = {.identifier = "com.example.exchange"}, .log = RecordingLog().sink()});
+  installServices({.bundle = {.identifier = "com.example.exchange"},
+                   .log = RecordingLog().sink(),
+                   .itemService = memoryItemService()});
   const std::map<std::string, void (*)(const std::string&)> commands = {{"make", make},
                                                                         {"read", read}};
   commands.at(argv[1])(argv[2]);

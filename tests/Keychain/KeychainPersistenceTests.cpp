@@ -10,6 +10,7 @@
 #include "tests/Support/InstalledServices.h"
 #include "tests/Support/Items.h"
 #include "tests/Support/RecordingItems.h"
+#include "tests/Support/Store.h"
 #include "tests/Support/Vectors.h"
 
 namespace tarvex {
@@ -46,7 +47,7 @@ class Persistence : public testing::Test {
     return all;
   }
 
-  RecordingItems items;
+  RecordingItems items{temporaryStore()};
   const InstalledServices installed{{.bundle = team, .itemService = items.service()}};
 };
 
@@ -113,14 +114,16 @@ TEST_F(Persistence, HasOneErrorForEachOperation) {
 
 TEST_F(Persistence, MigratesInPlaceOrToTheTwin) {
   EXPECT_TRUE(forceSyncMigration(KeychainItem::password)) << "no items";
-  store("alice:password", "p", false);
+  const std::string binary("\0\x01\u00E4\n", 5);
+  store("alice:password", binary, false);
   store("bob:password", "old", false);
   store("bob:password", "new", true);
   store("alice:container_key", "k", false);
   store("carol:my password too", "q", false);
   EXPECT_TRUE(forceSyncMigration(KeychainItem::password));
-  EXPECT_EQ(stored(), (std::multiset<std::string>{"alice:container_key-k", "alice:password+p",
-                                                  "bob:password+new", "carol:my password too+q"}));
+  EXPECT_EQ(stored(),
+            (std::multiset<std::string>{"alice:container_key-k", "alice:password+" + binary,
+                                        "bob:password+new", "carol:my password too+q"}));
   items.calls.clear();
   EXPECT_TRUE(forceSyncMigration(KeychainItem::password));
   EXPECT_EQ(items.calls.size(), 1U) << "what is synchronised is left alone";

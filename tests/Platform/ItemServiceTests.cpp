@@ -9,6 +9,7 @@
 #include "TarvexCommon/Platform/Memory/MemoryItemService.h"
 #include "TarvexCommon/Platform/Services.h"
 #include "tests/Support/Items.h"
+#include "tests/Support/Store.h"
 #include "tests/Support/Threads.h"
 #include "tests/Support/Vectors.h"
 
@@ -111,7 +112,8 @@ class ItemSemantics : public testing::TestWithParam<Implementation> {
 };
 
 INSTANTIATE_TEST_SUITE_P(, ItemSemantics,
-                         testing::Values(Implementation{"Memory", memoryItemService}),
+                         testing::Values(Implementation{"Memory", memoryItemService},
+                                         Implementation{"Store", temporaryStore}),
                          [](const auto& of) { return std::string(of.param.name); });
 
 TEST_P(ItemSemantics, RefusesWhatIsNotARequest) { follow("refused"); }

@@ -9,7 +9,7 @@
 namespace tarvex {
 
 // Puts `services` in use, with a log that records, until the end of the test. What
-// is not given is the platform's own: items are in memory, and new ones each time.
+// is not given is the platform's own; its items are the user's, which no test can reach.
 class InstalledServices {
  public:
   explicit InstalledServices(Services services = {}) {

@@ -1,4 +1,4 @@
-// An item service that keeps items in memory, records its calls and fails on demand.
+// An item service on top of another one: records its calls and fails on demand.
 #pragma once
 
 #include <functional>
@@ -22,6 +22,8 @@ struct RecordedCall {
 
 class RecordingItems {
  public:
+  explicit RecordingItems(ItemService items = memoryItemService()) : items_(std::move(items)) {}
+
   // The service to install; it must not outlive this.
   ItemService service() {
     return {.add = recorded("add", items_.add),
@@ -59,7 +61,7 @@ class RecordingItems {
     };
   }
 
-  ItemService items_ = memoryItemService();
+  ItemService items_;
 };
 
 }  // namespace tarvex
