@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <iterator>
-#include <span>
 #include <string_view>
 #include <utility>
 
 #include "TarvexCommon/Platform/Bundle.h"
 #include "TarvexCommon/Platform/Clock.h"
+#include "TarvexCommon/Platform/ItemFailure.h"
 #include "TarvexCommon/Platform/KeyService.h"
 
 namespace tarvex {
@@ -80,20 +80,6 @@ constexpr KnownKey knownKeys[] = {
     {kSecUseDataProtectionKeychain, isA<bool>, everywhere, Role::instruction},
 };
 
-constexpr const char* passwordIdentity[] = {kSecClass, kSecAttrAccount, kSecAttrService,
-                                            kSecAttrAccessGroup, kSecAttrSynchronizable};
-constexpr const char* keyIdentity[] = {
-    kSecClass,           kSecAttrKeyClass,      kSecAttrApplicationTag, kSecAttrApplicationLabel,
-    kSecAttrAccessGroup, kSecAttrSynchronizable};
-
-bool isKey(const ItemDictionary& given) {
-  const auto* itemClass = find<std::string>(given, kSecClass);
-  ensure(itemClass != nullptr, errSecParam);
-  if (*itemClass == kSecClassKey) return true;
-  ensure(*itemClass == kSecClassGenericPassword, errSecUnimplemented);
-  return false;
-}
-
 const KnownKey& knownKey(std::string_view name, Place place) {
   const auto* known = std::ranges::find_if(knownKeys, [&](const KnownKey& key) {
     return key.name == name && (key.places & place) != 0;
@@ -123,9 +109,9 @@ std::vector<std::string> usableGroups(const ItemDictionary& attributes) {
   return groups;
 }
 
-std::optional<Data> valueIn(const ItemDictionary& given) {
+std::optional<Wiped<Data>> valueIn(const ItemDictionary& given) {
   const auto* value = find<Data>(given, kSecValueData);
-  return value == nullptr ? std::nullopt : std::optional(*value);
+  return value == nullptr ? std::nullopt : std::optional(Wiped(*value));
 }
 
 bool isTrue(const ItemDictionary& given, std::string_view name) {
@@ -159,7 +145,7 @@ std::string_view identityText(const ItemValue& value) {
 }
 
 SecKeyRef keyOf(const Item& item) {
-  const auto made = SecKeyCreateWithData(item.value, item.attributes);
+  const auto made = SecKeyCreateWithData(*item.value, item.attributes);
   const auto* key = std::get_if<SecKeyRef>(&made);
   ensure(key != nullptr, errSecDecode);
   return *key;
@@ -167,10 +153,24 @@ SecKeyRef keyOf(const Item& item) {
 
 }  // namespace
 
+bool isKey(const ItemDictionary& given) {
+  const auto* itemClass = find<std::string>(given, kSecClass);
+  ensure(itemClass != nullptr, errSecParam);
+  if (*itemClass == kSecClassKey) return true;
+  ensure(*itemClass == kSecClassGenericPassword, errSecUnimplemented);
+  return false;
+}
+
+const IdentityNames& identityNames(const ItemDictionary& attributes) {
+  static constexpr IdentityNames ofPasswords = {kSecAttrService, kSecAttrAccount};
+  static constexpr IdentityNames ofKeys = {kSecAttrApplicationTag, kSecAttrApplicationLabel};
+  return isKey(attributes) ? ofKeys : ofPasswords;
+}
+
 Item parseItem(const ItemDictionary& given) {
   const bool ofKey = isKey(given);
   Item item{checkedAttributes(given, ofKey ? keyItem : passwordItem),
-            valueIn(given).value_or(Data())};
+            valueIn(given).value_or(Wiped<Data>())};
   ensure(!ofKey || given.contains(kSecAttrKeyClass), errSecParam);
   complete(item.attributes, usableGroups(item.attributes).front());
   return item;
@@ -223,11 +223,13 @@ void apply(const ItemChanges& changes, Item& item) {
 
 // Lengths keep the attributes apart: they may hold any character.
 std::string uniquenessKey(const Item& item) {
-  const auto identity = isKey(item.attributes) ? std::span<const char* const>(keyIdentity)
-                                               : std::span<const char* const>(passwordIdentity);
+  const auto& [service, account] = identityNames(item.attributes);
   std::string key;
-  for (const char* name : identity) {
-    const auto text = identityText(item.attributes.at(name));
+  for (const char* name : {kSecClass, kSecAttrKeyClass, service, account, kSecAttrAccessGroup,
+                           kSecAttrSynchronizable}) {
+    const auto attribute = item.attributes.find(name);
+    if (attribute == item.attributes.end()) continue;  // passwords have no key class
+    const auto text = identityText(attribute->second);
     key.append(std::to_string(text.size())).append(":").append(text);
   }
   return key;
@@ -235,8 +237,8 @@ std::string uniquenessKey(const Item& item) {
 
 ItemValue rendered(Item item, const ItemReturns& returns) {
   if (returns.reference) return keyOf(item);
-  if (!returns.attributes) return returns.data ? ItemValue(std::move(item.value)) : ItemValue();
-  if (returns.data) item.attributes.emplace(kSecValueData, std::move(item.value));
+  if (!returns.attributes) return returns.data ? ItemValue(item.value.take()) : ItemValue();
+  if (returns.data) item.attributes.emplace(kSecValueData, item.value.take());
   return std::move(item.attributes);
 }
 

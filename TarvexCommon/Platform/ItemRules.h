@@ -1,37 +1,21 @@
 // What the dictionaries of the item operations mean, whatever keeps the items.
 // Internal.
-//
-// A service parses first, then finds, changes and returns items by these rules:
-// it knows how to keep them, oldest first, and nothing about attributes.
 #pragma once
 
-#include <concepts>
-#include <memory>
-#include <new>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "TarvexCommon/Platform/ItemService.h"
-#include "TarvexCommon/Platform/StatusText.h"
+#include "TarvexCommon/Platform/Sealing.h"
 
 namespace tarvex {
-
-// Thrown by the functions below, turned into a status by `statusOf`.
-struct ItemFailure {
-  OSStatus status;
-};
-
-inline void ensure(bool condition, OSStatus otherwise) {
-  if (!condition) throw ItemFailure{otherwise};
-}
 
 // A stored item. Its attributes are complete and of the right types; its dates are
 // among them.
 struct Item {
   ItemDictionary attributes;
-  Data value;
+  Wiped<Data> value;
 };
 
 enum class MatchLimit { one, all };
@@ -46,7 +30,7 @@ struct ItemQuery {
 // What an item gets, its new modification date included.
 struct ItemChanges {
   ItemDictionary attributes;
-  std::optional<Data> value;
+  std::optional<Wiped<Data>> value;
 };
 
 // What to return of an item; the reference comes alone.
@@ -71,6 +55,18 @@ bool matches(const Item& item, const ItemQuery& query);
 
 void apply(const ItemChanges& changes, Item& item);
 
+// Returns whether the dictionary is of a key; otherwise it is of a password. Throws as above
+// when it is of neither.
+bool isKey(const ItemDictionary& given);
+
+// The attributes by which items of a class are told apart, besides class, key class, access
+// group and synchronisation.
+struct IdentityNames {
+  const char* service;  // of a key: its tag
+  const char* account;  // of a key: the hash of the public key
+};
+const IdentityNames& identityNames(const ItemDictionary& attributes);
+
 // Two items with the same text may not be kept side by side.
 std::string uniquenessKey(const Item& item);
 
@@ -86,69 +82,5 @@ ItemValue rendered(Item item, const ItemReturns& returns);
 
 // The same of all that `query` found, at least one item: a list when it asked for all.
 ItemValue rendered(std::vector<Item> found, const ItemReturns& returns, const ItemQuery& query);
-
-// Runs an operation and returns its status, thrown or not.
-template <std::invocable Operation>
-OSStatus statusOf(const Operation& operation) {
-  try {
-    operation();
-    return errSecSuccess;
-  } catch (const ItemFailure& failure) {
-    return failure.status;
-  } catch (const std::bad_alloc&) {
-    return errSecAllocate;
-  }
-}
-
-// A keeper of items has these four operations, each of which throws or does all of it:
-//
-//   insert   throws `errSecDuplicateItem`
-//   find     returns the matches, oldest first, only the oldest unless the query asks for
-//            all; attributes and values only where they are needed
-//   update   throws `errSecItemNotFound`, `errSecDuplicateItem`
-//   remove   all matches, or the oldest one with a limit of one; `errSecItemNotFound`
-template <typename Keeper>
-concept ItemKeeper = requires(Keeper& keeper, const Item& item, const ItemQuery& query,
-                              const ItemReturns& returns, const ItemChanges& changes) {
-  keeper.insert(item);
-  { keeper.find(query, returns) } -> std::same_as<std::vector<Item>>;
-  keeper.update(query, changes);
-  keeper.remove(query);
-};
-
-// Returns the service on a keeper. References to keys are made while the keeper is not in
-// use: the key service may be a host's own.
-template <ItemKeeper Keeper>
-ItemService itemServiceOf(const std::shared_ptr<Keeper>& keeper) {
-  const auto add = [keeper](const ItemDictionary& attributes, ItemValue* result) {
-    return statusOf([&] {
-      const Item item = parseItem(attributes);
-      const ItemReturns returns = parseReturns(attributes);
-      ItemValue answer = result == nullptr ? ItemValue() : rendered(item, returns);
-      keeper->insert(item);
-      if (result != nullptr) *result = std::move(answer);
-    });
-  };
-  const auto copyMatching = [keeper](const ItemDictionary& given, ItemValue* result) {
-    return statusOf([&] {
-      const ItemQuery query = parseQuery(given);
-      const ItemReturns returns = parseReturns(given);
-      auto found = keeper->find(query, result == nullptr ? ItemReturns() : returns);
-      ensure(!found.empty(), errSecItemNotFound);
-      if (result != nullptr) *result = rendered(std::move(found), returns, query);
-    });
-  };
-  const auto update = [keeper](const ItemDictionary& query, const ItemDictionary& changes) {
-    return statusOf([&] { keeper->update(parseQuery(query), parseChanges(changes)); });
-  };
-  const auto remove = [keeper](const ItemDictionary& query) {
-    return statusOf([&] { keeper->remove(parseQuery(query)); });
-  };
-  return {.add = add,
-          .copyMatching = copyMatching,
-          .update = update,
-          .remove = remove,
-          .copyErrorMessage = statusText};
-}
 
 }  // namespace tarvex

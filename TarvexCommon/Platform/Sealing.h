@@ -8,14 +8,39 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "TarvexCommon/Base/Data.h"
 
 namespace tarvex {
 
-// Overwrites bytes that nobody needs any more.
+// Overwrites a secret that nobody needs any more.
 void wipe(Data& secret) noexcept;
 void wipe(std::string& secret) noexcept;
+
+// A secret, bytes or text, that is wiped when it goes.
+template <typename Secret>
+class Wiped {
+ public:
+  Wiped() noexcept = default;
+  explicit Wiped(Secret secret) noexcept : secret_(std::move(secret)) {}
+  Wiped(const Wiped&) = default;
+  Wiped(Wiped&&) noexcept = default;
+  Wiped& operator=(Wiped other) noexcept {
+    std::swap(secret_, other.secret_);
+    return *this;
+  }
+  ~Wiped() { wipe(secret_); }
+
+  const Secret& operator*() const noexcept { return secret_; }
+  const Secret* operator->() const noexcept { return &secret_; }
+
+  // Leaves an empty one.
+  Secret take() noexcept { return std::exchange(secret_, Secret()); }
+
+ private:
+  Secret secret_;
+};
 
 // 32 secret bytes, wiped when they go; where the process has set up OpenSSL's secure heap
 // they lie in memory that is never swapped out.
@@ -52,7 +77,9 @@ Data randomBytes(std::size_t count);
 // Seals with AES-256-GCM and a random nonce. Not for several threads at once.
 class Sealer {
  public:
-  static constexpr std::size_t overhead = 12 + 16;  // nonce and tag
+  static constexpr std::size_t nonceSize = 12;
+  static constexpr std::size_t tagSize = 16;
+  static constexpr std::size_t overhead = nonceSize + tagSize;
   static constexpr std::size_t maximum = 1U << 30;  // bytes to be sealed at once
 
   explicit Sealer(const SealingKey& key);
@@ -66,26 +93,26 @@ class Sealer {
   std::optional<Data> open(Bytes sealed, Bytes context) const;
 
  private:
-  struct Contexts;
-  std::unique_ptr<Contexts> contexts_;
+  struct Ciphers;
+  std::unique_ptr<Ciphers> ciphers_;
 };
 
 // HMAC-SHA256 (RFC 2104), cut to 16 bytes: equal for equal texts, and to those who lack the
 // key it says nothing else. Not for several threads at once.
-class Tagger {
+class KeyedHash {
  public:
-  using Tag = std::array<std::uint8_t, 16>;
+  using Value = std::array<std::uint8_t, 16>;
 
-  explicit Tagger(const SealingKey& key);
-  ~Tagger();
-  Tagger(Tagger&&) noexcept;
+  explicit KeyedHash(const SealingKey& key);
+  ~KeyedHash();
+  KeyedHash(KeyedHash&&) noexcept;
 
-  // Texts of different kinds have different tags. `kind` has no NUL.
-  Tag tag(std::string_view kind, Bytes text) const;
+  // Equal texts of different kinds differ. `kind` has no NUL.
+  Value of(std::string_view kind, Bytes text) const;
 
  private:
-  struct Context;
-  std::unique_ptr<Context> context_;
+  struct State;
+  std::unique_ptr<State> state_;
 };
 
 }  // namespace tarvex

@@ -100,8 +100,7 @@ void migratePasswords(const tarvex::RecordingLog& log, const std::filesystem::pa
   expect(!done && log.messages().size() == lines + 1, "the migration did not say what it left");
   say("  \"dave:old:password\" is not a user and a label: the answer is false, and the log says");
   say("    " + log.messages().back());
-  say("  None of these accounts and passwords can be read in");
-  expectSealed(folder, textsIn(before));
+  expectSealed("accounts and passwords", folder, textsIn(before));
 }
 
 }  // namespace road

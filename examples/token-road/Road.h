@@ -26,18 +26,17 @@ inline void expect(bool condition, const char* what) {
   if (!condition) throw std::runtime_error(what);
 }
 
-// Tokens.cpp: steps 1 to 4, which make the token, and 5.
-tarvex::Crypto::ECDSA load(std::string_view label);
-tarvex::JWT readVerified(std::string_view text, const tarvex::Crypto::ECDSA& key);
-void showClaims(const tarvex::JWTClaims& claims);
+// Tokens.cpp: steps 1 to 5.
 std::string makeAndCheckToken();
 void readForeignToken();
+tarvex::Crypto::ECDSA load(std::string_view label);
+tarvex::JWT readVerified(std::string_view text, const tarvex::Crypto::ECDSA& key);
 
-// Secrets.cpp: step 6, what the second process does in it, and the search for secrets in the
-// files of the store.
+// Secrets.cpp: step 6.
 void keepToken(const std::string& token, const std::filesystem::path& folder);
-void readKeptToken();
-void expectSealed(const std::filesystem::path& folder, const std::vector<std::string>& secrets);
+void readKeptToken();  // in the second process
+void expectSealed(const std::string& what, const std::filesystem::path& folder,
+                  const std::vector<std::string>& secrets);
 
 // Migration.cpp: step 7.
 void migratePasswords(const tarvex::RecordingLog& log, const std::filesystem::path& folder);

@@ -1,5 +1,5 @@
-// The token is kept in the keychain, a second process finds it there, and nobody finds it in
-// the keychain's files.
+// The token is kept in the keychain, a second process finds it there, and it stands in no file
+// of the keychain in clear.
 
 #include <spawn.h>
 #include <sys/wait.h>
@@ -24,7 +24,9 @@ using tarvex::KeychainPersistence::saveToKeychain;
 
 // Starts this program again, to read what this process saved.
 void readInSecondProcess(const std::filesystem::path& folder) {
-  std::string program = "/proc/self/exe", option = "--read", argument = folder;
+  std::string program = "/proc/self/exe";
+  std::string option = "--read";
+  std::string argument = folder;
   char* arguments[] = {program.data(), option.data(), argument.data(), nullptr};
   std::fflush(stdout);
   pid_t process = 0;
@@ -40,15 +42,9 @@ std::string privateKeyOf(const ECDSA& pair) {
   return std::string(tarvex::Bytes(bytes).text().substr(65));  // behind the public point
 }
 
-// Returns the size of the file.
-std::size_t expectNone(const std::vector<std::string>& secrets, const std::filesystem::path& file) {
+std::string contentOf(const std::filesystem::path& file) {
   std::ifstream stream(file, std::ios::binary);
-  const std::string content(std::istreambuf_iterator<char>(stream), {});
-  for (const std::string& secret : secrets) {
-    expect(content.find(secret) == std::string::npos, "a secret lies in a file in clear");
-  }
-  say("    " + file.filename().string() + ", " + std::to_string(content.size()) + " bytes");
-  return content.size();
+  return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 }  // namespace
@@ -59,9 +55,9 @@ void keepToken(const std::string& token, const std::filesystem::path& folder) {
   say("  saved under \"alice:access token\"");
   say("  a second process opens the same store:");
   readInSecondProcess(folder);
-  say("  neither the token nor alice nor the private key can be read in");
-  expectSealed(folder, {token, token.substr(token.rfind('.') + 1), "alice", "access token",
-                        privateKeyOf(load("demo"))});
+  expectSealed("token, user, label and private key", folder,
+               {token, token.substr(token.rfind('.') + 1), "alice", "access token",
+                privateKeyOf(load("demo"))});
 
   removeFromKeychain("alice", KeychainItem::accessTokenAPI);
   try {
@@ -81,12 +77,18 @@ void readKeptToken() {
   say("    the token is verified; it is for " + read.claims.sub.value());
 }
 
-void expectSealed(const std::filesystem::path& folder, const std::vector<std::string>& secrets) {
-  std::size_t size = 0;
-  for (const char* file : {"keychain.db", "keychain.db-wal"}) {
-    size += expectNone(secrets, folder / file);
+void expectSealed(const std::string& what, const std::filesystem::path& folder,
+                  const std::vector<std::string>& secrets) {
+  std::string files;
+  for (const std::string file : {"keychain.db", "keychain.db-wal"}) {
+    const std::string content = contentOf(folder / file);
+    expect(!content.empty(), "there is nothing in a file");
+    for (const std::string& secret : secrets) {
+      expect(content.find(secret) == std::string::npos, "a secret stands in a file in clear");
+    }
+    files += (files.empty() ? "" : ", ") + file + " (" + std::to_string(content.size()) + " bytes)";
   }
-  expect(size > 0, "there is nothing in the files");
+  say("  " + what + ": not to be read in clear in\n    " + files);
 }
 
 }  // namespace road

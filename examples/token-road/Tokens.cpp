@@ -33,6 +33,11 @@ JWT makeToken(tarvex::Date expiry) {
                                 .privs = tarvex::JWTClaims::Privileges{{"docs", {"r", "w"}}}}));
 }
 
+void showClaims(const tarvex::JWTClaims& claims) {
+  const std::string json = tarvex::segmentEncoder().encode(claims);
+  say("  claims: " + json);
+}
+
 // Shows that `action` fails as it should.
 template <typename Action>
 void expectError(std::string_view what, const JWTError& expected, Action action) {
@@ -109,11 +114,6 @@ ECDSA load(std::string_view label) {
 
 JWT readVerified(std::string_view text, const ECDSA& key) {
   return JWT::fromBase64url({.base64url = text, .ec = &key, .verifySignature = true});
-}
-
-void showClaims(const tarvex::JWTClaims& claims) {
-  const std::string json = tarvex::segmentEncoder().encode(claims);
-  say("  claims: " + json);
 }
 
 std::string makeAndCheckToken() {

@@ -33,13 +33,13 @@ class TemporaryFolder {
   std::filesystem::path path_;
 };
 
-// What every application of the team does at its start. Others name neither a folder nor a log.
+// What every application of the team does at its start. A real one gives the bundle alone: it has
+// the system's log and the user's keychain.
 void start(const std::filesystem::path& folder, const tarvex::RecordingLog& log) {
-  tarvex::installServices(
-      {.bundle = {.identifier = "com.example.token-road",
-                  .infoDictionary = {{"TeamIDPrefix", "ABCDE12345."}}},
-       .log = log.sink(),
-       .itemService = tarvex::KeychainStore({.directory = folder}).itemService()});
+  tarvex::installServices({.bundle = {.identifier = "com.example.token-road",
+                                      .infoDictionary = {{"TeamIDPrefix", "ABCDE12345."}}},
+                           .log = log.sink(),
+                           .itemService = tarvex::KeychainStore({.folder = folder}).itemService()});
 }
 
 void walk() {

@@ -169,7 +169,7 @@ TEST(CoordinatesDeathTest, StopAtWhatIsNotStandardBase64) {
 }
 
 TEST(ECDSA, IsUsedByThreadsAtOnce) {
-  const InstalledServices installed({.itemService = memoryItemService()});
+  const InstalledServices installed;
   ECDSA::createKeyPair("device");
   const ECDSA key = example::loaded("device");
   const Data before = key.createSignature("before");

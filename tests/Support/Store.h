@@ -20,38 +20,15 @@
 
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
 #include "tests/Support/Items.h"
+#include "tests/Support/TemporaryFolder.h"
 
 namespace tarvex {
 
-// A new folder of this user's alone, removed with all that is in it.
-class TemporaryFolder {
- public:
-  TemporaryFolder() {
-    if (::mkdtemp(path_.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  }
-  ~TemporaryFolder() { run("chmod -Rf u+w .; rm -r \"$PWD\""); }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  // Runs commands of the shell in it; returns what they print.
-  std::string run(const std::string& commands) const {
-    FILE* pipe = ::popen(("cd " + path_ + " && { " + commands + "\n}").c_str(), "r");
-    std::string printed;
-    for (int next; (next = std::getc(pipe)) != EOF;) printed += static_cast<char>(next);
-    ::pclose(pipe);
-    return printed;
-  }
-
-  std::string operator/(const std::string& name) const { return path_ + '/' + name; }
-
- private:
-  std::string path_ = testing::TempDir() + "tarvex-XXXXXX";
-};
-
-// The item service of a new store, whose folder is removed with the last copy of it.
+// The item service of a new store. The function in `add` holds the folder, which is removed with
+// the last copy of that function.
 inline ItemService temporaryStore() {
   const auto folder = std::make_shared<TemporaryFolder>();
-  ItemService items = KeychainStore({.directory = *folder / "keychain"}).itemService();
+  ItemService items = KeychainStore({.folder = *folder / "keychain"}).itemService();
   items.add = [folder, add = items.add](const auto&... given) { return add(given...); };
   return items;
 }
@@ -60,7 +37,7 @@ inline ItemService temporaryStore() {
 struct WordStore {
   explicit WordStore(const std::string& directory,
                      const decltype(KeychainStoreOptions::passphrase)& passphrase = {})
-      : store({.directory = directory, .passphrase = passphrase}), items(store.itemService()) {}
+      : store({.folder = directory, .passphrase = passphrase}), items(store.itemService()) {}
 
   OSStatus add(const std::string& words) const { return items.add(item(words), nullptr); }
   OSStatus remove(const std::string& words) const { return items.remove(item(words)); }

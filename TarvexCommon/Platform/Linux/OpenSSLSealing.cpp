@@ -3,10 +3,12 @@
 #include <openssl/evp.h>
 #include <openssl/kdf.h>
 #include <openssl/params.h>
-#include <openssl/rand.h>
+#include <sys/random.h>
 
 #include <algorithm>
+#include <iterator>
 #include <new>
+#include <span>
 #include <string>
 
 #include "TarvexCommon/Platform/Linux/OpenSSLKey.h"
@@ -15,18 +17,22 @@
 namespace tarvex {
 namespace {
 
-constexpr int nonceSize = 12;
-constexpr int tagSize = 16;
-
 using Cipher = OpenSSLOwner<EVP_CIPHER_CTX, EVP_CIPHER_CTX_free>;
 using Mac = OpenSSLOwner<EVP_MAC, EVP_MAC_free>;
 using MacContext = OpenSSLOwner<EVP_MAC_CTX, EVP_MAC_CTX_free>;
 using Kdf = OpenSSLOwner<EVP_KDF, EVP_KDF_free>;
 using KdfContext = OpenSSLOwner<EVP_KDF_CTX, EVP_KDF_CTX_free>;
 
-// What is asked of OpenSSL here fails only where it has no memory left.
-void ensureMemory(bool succeeded) {
+// What is asked of OpenSSL here fails where it has no memory left, or no randomness: nothing
+// that a caller could tell apart.
+void ensureDone(bool succeeded) {
   if (!succeeded) throw std::bad_alloc();
+}
+
+// The kernel's randomness: no child process can repeat its parent's, and it is there until the
+// process is gone.
+void fillRandomly(std::span<std::uint8_t> bytes) {
+  ensureDone(getrandom(bytes.data(), bytes.size(), 0) == std::ssize(bytes));
 }
 
 int sizeOf(Bytes bytes) { return static_cast<int>(bytes.size()); }
@@ -42,8 +48,8 @@ OSSL_PARAM digestParameter(const char* name) {
 
 Cipher cipher(const SealingKey& key, int encrypts) {
   Cipher context(EVP_CIPHER_CTX_new());
-  ensureMemory(context && EVP_CipherInit_ex(context.get(), EVP_aes_256_gcm(), nullptr,
-                                            key.bytes().data(), nullptr, encrypts) == 1);
+  ensureDone(context && EVP_CipherInit_ex(context.get(), EVP_aes_256_gcm(), nullptr,
+                                          key.bytes().data(), nullptr, encrypts) == 1);
   return context;
 }
 
@@ -73,7 +79,7 @@ void wipe(std::string& secret) noexcept {
 
 Data randomBytes(std::size_t count) {
   Data bytes(count);
-  ensureMemory(RAND_bytes(bytes.data(), sizeOf(bytes)) == 1);
+  fillRandomly(bytes);
   return bytes;
 }
 
@@ -82,7 +88,7 @@ void SealingKey::Release::operator()(std::uint8_t* bytes) const noexcept {
 }
 
 SealingKey::SealingKey() : bytes_(static_cast<std::uint8_t*>(OPENSSL_secure_malloc(size))) {
-  ensureMemory(bytes_ != nullptr);
+  ensureDone(bytes_ != nullptr);
 }
 
 SealingKey::SealingKey(Bytes bytes) : SealingKey() {
@@ -91,7 +97,7 @@ SealingKey::SealingKey(Bytes bytes) : SealingKey() {
 
 SealingKey SealingKey::random() {
   SealingKey key;
-  ensureMemory(RAND_priv_bytes(key.bytes_.get(), size) == 1);
+  fillRandomly({key.bytes_.get(), size});
   return key;
 }
 
@@ -100,8 +106,8 @@ SealingKey SealingKey::stretched(std::string_view passphrase, Bytes salt, std::u
   constexpr std::uint64_t p = 1;
   SealingKey key;
   const std::uint64_t memory = 128 * r * (cost + p + 2);
-  ensureMemory(EVP_PBE_scrypt(passphrase.data(), passphrase.size(), salt.data(), salt.size(), cost,
-                              r, p, memory, key.bytes_.get(), size) == 1);
+  ensureDone(EVP_PBE_scrypt(passphrase.data(), passphrase.size(), salt.data(), salt.size(), cost, r,
+                            p, memory, key.bytes_.get(), size) == 1);
   return key;
 }
 
@@ -112,79 +118,79 @@ SealingKey SealingKey::derived(std::string_view purpose) const {
       digestParameter(OSSL_KDF_PARAM_DIGEST), bytesParameter(OSSL_KDF_PARAM_KEY, bytes()),
       bytesParameter(OSSL_KDF_PARAM_INFO, purpose), OSSL_PARAM_construct_end()};
   SealingKey key;
-  ensureMemory(context && EVP_KDF_derive(context.get(), key.bytes_.get(), size, parameters) == 1);
+  ensureDone(context && EVP_KDF_derive(context.get(), key.bytes_.get(), size, parameters) == 1);
   return key;
 }
 
-struct Sealer::Contexts {
+struct Sealer::Ciphers {
   Cipher sealing;
   Cipher opening;
 };
 
 Sealer::Sealer(const SealingKey& key)
-    : contexts_(new Contexts{.sealing = cipher(key, 1), .opening = cipher(key, 0)}) {}
+    : ciphers_(new Ciphers{.sealing = cipher(key, 1), .opening = cipher(key, 0)}) {}
 Sealer::~Sealer() = default;
 Sealer::Sealer(Sealer&&) noexcept = default;
 
 Data Sealer::seal(Bytes plain, Bytes context) const {
-  EVP_CIPHER_CTX* const gcm = contexts_->sealing.get();
+  EVP_CIPHER_CTX* const gcm = ciphers_->sealing.get();
   Data sealed = randomBytes(nonceSize);
   sealed.resize(overhead + plain.size());
   std::uint8_t* const text = sealed.data() + nonceSize;
   std::uint8_t* const tag = text + plain.size();
   int length = 0;
-  ensureMemory(begin(gcm, sealed, context) && update(gcm, plain, text) &&
-               EVP_EncryptFinal_ex(gcm, tag, &length) == 1 &&
-               EVP_CIPHER_CTX_ctrl(gcm, EVP_CTRL_AEAD_GET_TAG, tagSize, tag) == 1);
+  ensureDone(begin(gcm, sealed, context) && update(gcm, plain, text) &&
+             EVP_EncryptFinal_ex(gcm, tag, &length) == 1 &&
+             EVP_CIPHER_CTX_ctrl(gcm, EVP_CTRL_AEAD_GET_TAG, tagSize, tag) == 1);
   return sealed;
 }
 
 std::optional<Data> Sealer::open(Bytes sealed, Bytes context) const {
   if (sealed.size() < overhead || sealed.size() > overhead + maximum) return std::nullopt;
   const OpenSSLErrorMark mark;
-  EVP_CIPHER_CTX* const gcm = contexts_->opening.get();
+  EVP_CIPHER_CTX* const gcm = ciphers_->opening.get();
   const Bytes text = sealed.subspan(nonceSize, sealed.size() - overhead);
   std::array<std::uint8_t, tagSize> tag;
-  std::copy_n(sealed.end() - tagSize, tagSize, tag.begin());
+  std::ranges::copy(sealed.last(tagSize), tag.begin());
   Data plain(text.size());
   int length = 0;
-  ensureMemory(begin(gcm, sealed, context) && update(gcm, text, plain.data()) &&
-               EVP_CIPHER_CTX_ctrl(gcm, EVP_CTRL_AEAD_SET_TAG, tagSize, tag.data()) == 1);
+  ensureDone(begin(gcm, sealed, context) && update(gcm, text, plain.data()) &&
+             EVP_CIPHER_CTX_ctrl(gcm, EVP_CTRL_AEAD_SET_TAG, tagSize, tag.data()) == 1);
   std::uint8_t rest = 0;
   if (EVP_DecryptFinal_ex(gcm, &rest, &length) == 1) return plain;
   wipe(plain);
   return std::nullopt;
 }
 
-struct Tagger::Context {
+struct KeyedHash::State {
   MacContext mac;
 };
 
-Tagger::Tagger(const SealingKey& key) : context_(new Context) {
+KeyedHash::KeyedHash(const SealingKey& key) : state_(new State) {
   const Mac hmac(EVP_MAC_fetch(nullptr, "HMAC", nullptr));
-  context_->mac.reset(EVP_MAC_CTX_new(hmac.get()));
+  state_->mac.reset(EVP_MAC_CTX_new(hmac.get()));
   const OSSL_PARAM parameters[] = {digestParameter(OSSL_MAC_PARAM_DIGEST),
                                    OSSL_PARAM_construct_end()};
-  ensureMemory(context_->mac && EVP_MAC_init(context_->mac.get(), key.bytes().data(),
-                                             SealingKey::size, parameters) == 1);
+  ensureDone(state_->mac && EVP_MAC_init(state_->mac.get(), key.bytes().data(), SealingKey::size,
+                                         parameters) == 1);
 }
-Tagger::~Tagger() = default;
-Tagger::Tagger(Tagger&&) noexcept = default;
+KeyedHash::~KeyedHash() = default;
+KeyedHash::KeyedHash(KeyedHash&&) noexcept = default;
 
-Tagger::Tag Tagger::tag(std::string_view kind, Bytes text) const {
-  EVP_MAC_CTX* const mac = context_->mac.get();
+KeyedHash::Value KeyedHash::of(std::string_view kind, Bytes text) const {
+  EVP_MAC_CTX* const mac = state_->mac.get();
   const Bytes kindBytes = kind;
   constexpr std::uint8_t separator = 0;
   std::array<std::uint8_t, 32> digest;
   std::size_t length = 0;
-  ensureMemory(EVP_MAC_init(mac, nullptr, 0, nullptr) == 1 &&
-               EVP_MAC_update(mac, kindBytes.data(), kindBytes.size()) == 1 &&
-               EVP_MAC_update(mac, &separator, 1) == 1 &&
-               EVP_MAC_update(mac, text.data(), text.size()) == 1 &&
-               EVP_MAC_final(mac, digest.data(), &length, digest.size()) == 1);
-  Tag tag;
-  std::copy_n(digest.begin(), tag.size(), tag.begin());
-  return tag;
+  ensureDone(EVP_MAC_init(mac, nullptr, 0, nullptr) == 1 &&
+             EVP_MAC_update(mac, kindBytes.data(), kindBytes.size()) == 1 &&
+             EVP_MAC_update(mac, &separator, 1) == 1 &&
+             EVP_MAC_update(mac, text.data(), text.size()) == 1 &&
+             EVP_MAC_final(mac, digest.data(), &length, digest.size()) == 1);
+  Value value;
+  std::copy_n(digest.begin(), value.size(), value.begin());
+  return value;
 }
 
 }  // namespace tarvex

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "TarvexCommon/Platform/ItemRules.h"
+#include "TarvexCommon/Platform/ItemKeeper.h"
 
 namespace tarvex {
 namespace {
@@ -67,6 +67,8 @@ class MemoryItems {
   mutable std::mutex mutex_;
   std::vector<Item> items_;  // oldest first
 };
+
+static_assert(ItemKeeper<MemoryItems>);
 
 }  // namespace
 

@@ -2,7 +2,7 @@
 
 #include <bit>
 
-#include "TarvexCommon/Platform/Store/BigEndian.h"
+#include "TarvexCommon/Platform/Store/ByteCoding.h"
 
 namespace tarvex {
 namespace {
@@ -34,7 +34,7 @@ void appendValue(Data& to, const ItemValue& value) {
   }
 }
 
-// Takes things off the front; what is not there leaves it empty and marks it.
+// Takes things off the front; when there is not enough it takes all and has failed.
 class Reader {
  public:
   explicit Reader(Bytes rest) : rest_(rest) {}

@@ -1,27 +1,31 @@
 #include "TarvexCommon/Platform/Store/Database.h"
 
 #include <pthread.h>
-#include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <set>
 
-#include "TarvexCommon/Platform/ItemRules.h"
-#include "TarvexCommon/Platform/Store/BigEndian.h"
+#include "TarvexCommon/Platform/ItemFailure.h"
+#include "TarvexCommon/Platform/Store/ByteCoding.h"
+#include "TarvexCommon/Platform/Store/StoreFolder.h"
 
 namespace tarvex {
 namespace {
 
-// Waiting for others, in milliseconds.
-constexpr int patience = 10000;
-
-// A longer log is folded into the file: reading it through is a good part of opening.
+// A longer log, in pages, is folded into the file: reading it through is a good part of opening.
 constexpr int longLog = 200;
 
-OSStatus statusOfInputOutput(sqlite3* database) {
-  const int error = sqlite3_system_errno(database);
-  return error == ENOSPC || error == EDQUOT ? errSecDiskFull : errSecIO;
+OSStatus statusOfInputOutput(sqlite3* database, OSStatus otherwise) {
+  switch (sqlite3_system_errno(database)) {
+    case ENOSPC:
+    case EDQUOT: return errSecDiskFull;
+    case EMFILE:
+    case ENFILE: return errSecIO;
+    default: return otherwise;
+  }
 }
 
 OSStatus statusOfCode(int code, sqlite3* database) {
@@ -34,9 +38,9 @@ OSStatus statusOfCode(int code, sqlite3* database) {
     case SQLITE_NOMEM: return errSecAllocate;
     case SQLITE_READONLY:
     case SQLITE_PERM: return errSecWrPerm;
-    case SQLITE_CANTOPEN: return errSecNotAvailable;
+    case SQLITE_CANTOPEN: return statusOfInputOutput(database, errSecNotAvailable);
     case SQLITE_TOOBIG: return errSecParam;
-    default: return statusOfInputOutput(database);
+    default: return statusOfInputOutput(database, errSecIO);
   }
 }
 
@@ -44,18 +48,29 @@ void ensureDone(int code, sqlite3* database) {
   if (code != SQLITE_OK) throw ItemFailure{statusOfCode(code, database)};
 }
 
-std::mutex& useOfDatabases() {
-  static std::mutex mutex;
+std::mutex& useOfDatabases();
+
+// Kept by every fork from the first use on.
+std::atomic<std::uint64_t>& forks() {
+  static std::atomic<std::uint64_t> count = 0;
   static const int registered =
       pthread_atfork([] { useOfDatabases().lock(); }, [] { useOfDatabases().unlock(); },
-                     [] { useOfDatabases().unlock(); });
+                     [] {
+                       useOfDatabases().unlock();
+                       ++count;
+                     });
   (void)registered;
+  return count;
+}
+
+std::mutex& useOfDatabases() {
+  static std::mutex mutex;
   return mutex;
 }
 
 // The open databases of this process.
 struct OpenDatabases {
-  pid_t process = getpid();
+  std::uint64_t fork = forkNumber();
   std::set<sqlite3*> all;
 };
 
@@ -76,12 +91,14 @@ void closeUnchanged(sqlite3* database) {
 // on the file for the child's own, and the parent would see the child nowhere.
 void closeThoseOfParent() {
   OpenDatabases& databases = openDatabases();
-  if (databases.process == getpid()) return;
+  if (databases.fork == forkNumber()) return;
   for (sqlite3* database : databases.all) closeUnchanged(database);
   databases = {};
 }
 
 }  // namespace
+
+std::uint64_t forkNumber() { return forks(); }
 
 DatabaseUse::DatabaseUse() : lock_(useOfDatabases()) {}
 
@@ -137,7 +154,7 @@ Database::Database(const std::string& path, int flags) : logPages_(std::make_uni
   ensureDone(code, made);
   openDatabases().all.insert(made);
   sqlite3_extended_result_codes(made, 1);
-  sqlite3_busy_timeout(made, patience);
+  sqlite3_busy_timeout(made, static_cast<int>(std::chrono::milliseconds(patience).count()));
 }
 
 // What a hostile file could make SQLite do is switched off; sorting happens in memory.
@@ -167,7 +184,8 @@ Database::Format Database::formatOf(const std::string& path) {
   const auto numberAt = [&header](std::size_t at) {
     return static_cast<std::int64_t>(fromBigEndian(Bytes(header).subspan(at, 4)));
   };
-  return {.application = numberAt(68), .version = numberAt(60)};
+  const bool hasLog = header[18] == 2 && header[19] == 2;  // no other journal
+  return {.application = hasLog ? numberAt(68) : 0, .version = numberAt(60)};
 }
 
 Database::Format Database::format() const {
@@ -186,14 +204,14 @@ void Database::run(const char* sql) const {
 
 std::int64_t Database::integer(std::string_view sql) const {
   const Statement statement = prepare(sql);
-  Rows rows = statement.run();
-  return rows.next() ? rows.integer(0) : 0;
+  Rows row = statement.rows();
+  return row.next() ? row.integer(0) : 0;
 }
 
 std::string Database::text(std::string_view sql) const {
   const Statement statement = prepare(sql);
-  Rows rows = statement.run();
-  return rows.next() ? std::string(rows.bytes(0).text()) : "";
+  Rows row = statement.rows();
+  return row.next() ? std::string(row.bytes(0).text()) : "";
 }
 
 void Database::foldLogOnClose(bool allowed) const {
@@ -213,24 +231,24 @@ void Database::foldLongLog() const {
                                   nullptr);
 }
 
-Transactions::Transactions(const Database& database)
+TransactionStatements::TransactionStatements(const Database& database)
     : begin_(database.prepare("BEGIN IMMEDIATE")),
       commit_(database.prepare("COMMIT")),
       rollback_(database.prepare("ROLLBACK")) {}
 
-Transaction::Transaction(const Transactions& statements) : statements_(statements) {
-  statements.begin_.finish();
+Transaction::Transaction(const TransactionStatements& statements) : statements_(statements) {
+  statements.begin_.run();
 }
 
 void Transaction::commit() {
-  statements_.commit_.finish();
+  statements_.commit_.run();
   isOpen_ = false;
 }
 
 Transaction::~Transaction() {
   if (!isOpen_) return;
   try {
-    statements_.rollback_.finish();
+    statements_.rollback_.run();
   } catch (const ItemFailure&) {  // SQLite has already undone it
   }
 }

@@ -28,6 +28,10 @@ class DatabaseUse {
   std::lock_guard<std::mutex> lock_;
 };
 
+// Which fork this process is from: another number than in its parent. A process ID would not
+// do: a child in a namespace of its own may have its parent's.
+std::uint64_t forkNumber();
+
 // The rows of one run of a statement; when they go, the statement is free for the next.
 class Rows {
  public:
@@ -50,26 +54,26 @@ class Statement {
  public:
   Statement(sqlite3* database, std::string_view sql);
 
-  // Begins a run with the values of ?1, ?2 and so on, which have to outlive the rows:
-  // integers and bytes.
+  // Returns the rows for the values of ?1, ?2 and so on, integers and bytes, which have to
+  // outlive them.
   template <typename... Values>
-  Rows run(const Values&... values) const {
+  Rows rows(const Values&... values) const {
     int index = 0;
     (bind(++index, values), ...);
     return Rows(statement_.get());
   }
 
   template <typename Value>
-  Rows run(std::span<const Value> values) const {
+  Rows rows(std::span<const Value> values) const {
     int index = 0;
     for (const Value& value : values) bind(++index, value);
     return Rows(statement_.get());
   }
 
-  // Runs a statement that has no rows.
+  // Runs a statement that has none.
   template <typename... Values>
-  void finish(const Values&... values) const {
-    run(values...).next();
+  void run(const Values&... values) const {
+    rows(values...).next();
   }
 
  private:
@@ -126,14 +130,14 @@ class Database {
 
   Database(const std::string& path, int flags);
 
-  std::unique_ptr<int> logPages_;
+  std::unique_ptr<int> logPages_;  // at an address that stays: SQLite writes to it
   std::unique_ptr<sqlite3, Release> database_;
 };
 
-// The statements around what is changed together.
-class Transactions {
+// The statements that begin and end a transaction, prepared once.
+class TransactionStatements {
  public:
-  explicit Transactions(const Database& database);
+  explicit TransactionStatements(const Database& database);
 
  private:
   friend class Transaction;
@@ -145,7 +149,7 @@ class Transactions {
 // Undone unless it is committed.
 class Transaction {
  public:
-  explicit Transaction(const Transactions& statements);
+  explicit Transaction(const TransactionStatements& statements);
   Transaction(const Transaction&) = delete;
   Transaction& operator=(const Transaction&) = delete;
   ~Transaction();
@@ -153,7 +157,7 @@ class Transaction {
   void commit();
 
  private:
-  const Transactions& statements_;
+  const TransactionStatements& statements_;
   bool isOpen_ = true;
 };
 

@@ -3,13 +3,12 @@
 #include <utility>
 
 #include "TarvexCommon/Base/Text.h"
-#include "TarvexCommon/Platform/ItemRules.h"
-#include "TarvexCommon/Platform/Store/BigEndian.h"
+#include "TarvexCommon/Platform/ItemFailure.h"
+#include "TarvexCommon/Platform/Store/ByteCoding.h"
 
 namespace tarvex {
 namespace {
 
-constexpr char keyFile[] = "keychain.key";
 constexpr char fileKind[] = "file";
 constexpr char passphraseKind[] = "passphrase";
 
@@ -18,12 +17,10 @@ constexpr std::int64_t newCost = 1 << 17;
 constexpr std::int64_t highestCost = 1 << 20;
 
 SealingKey keyInFile(const StoreFolder& folder) {
-  auto bytes = folder.read(keyFile);
-  ensure(bytes.has_value(), errSecNotAvailable);
-  ensure(bytes->size() == SealingKey::size, errSecAuthFailed);
-  SealingKey key{*bytes};
-  wipe(*bytes);
-  return key;
+  ensure(folder.has(keyFile), errSecNotAvailable);
+  ensure(folder.sizeOf(keyFile) == static_cast<off_t>(SealingKey::size), errSecAuthFailed);
+  const Wiped bytes(folder.read(keyFile));
+  return SealingKey(*bytes);
 }
 
 void makeKeyFile(const StoreFolder& folder) {
@@ -34,23 +31,19 @@ bool isPowerOfTwo(std::int64_t number) { return number > 1 && (number & (number 
 
 }  // namespace
 
-Passphrase::~Passphrase() {
-  if (text_) wipe(*text_);
-}
-
 std::string_view Passphrase::text() {
   if (!text_) {
-    std::string given = ask_ ? ask_().value_or("") : "";
-    text_ = canonicalForm(given);
-    wipe(given);
+    const Wiped given(ask_ ? ask_().value_or("") : "");
+    text_.emplace(canonicalForm(*given));
   }
-  return *text_;
+  return **text_;
 }
 
+// "file" comes before "passphrase": nobody is asked in vain.
 KeySlots::KeySlots(const Database& database, Bytes storeID) : storeID_(toData(storeID)) {
   const Statement all =
-      database.prepare("SELECT kind, salt, cost, wrapped FROM slot ORDER BY kind");
-  for (Rows rows = all.run(); rows.next();) {
+      database.prepare("SELECT kind, salt, cost, wrapped FROM slot NOT INDEXED ORDER BY kind");
+  for (Rows rows = all.rows(); rows.next();) {
     slots_.push_back({.kind = std::string(rows.bytes(0).text()),
                       .salt = toData(rows.bytes(1)),
                       .cost = rows.integer(2),
@@ -69,7 +62,7 @@ void KeySlots::make(const Database& database, Bytes storeID, const SealingKey& m
   const Sealer sealer(wrappingKey(slot, folder, passphrase));
   slot.wrapped = sealer.seal(master.bytes(), contextOf(slot, storeID));
   database.prepare("INSERT INTO slot VALUES (CAST(?1 AS TEXT), ?2, ?3, ?4)")
-      .finish(Bytes(slot.kind), slot.salt, slot.cost, slot.wrapped);
+      .run(Bytes(slot.kind), slot.salt, slot.cost, slot.wrapped);
 }
 
 // A key file that is not there says less than a passphrase that is wrong.
@@ -96,11 +89,11 @@ SealingKey KeySlots::wrappingKey(const Slot& slot, const StoreFolder& folder,
 }
 
 SealingKey KeySlots::unwrapped(const Slot& slot, const SealingKey& key) const {
-  auto master = Sealer(key).open(slot.wrapped, contextOf(slot, storeID_));
-  ensure(master && master->size() == SealingKey::size, errSecAuthFailed);
-  SealingKey result{*master};
-  wipe(*master);
-  return result;
+  auto opened = Sealer(key).open(slot.wrapped, contextOf(slot, storeID_));
+  ensure(opened.has_value(), errSecAuthFailed);
+  const Wiped master(std::move(*opened));
+  ensure(master->size() == SealingKey::size, errSecInvalidKeychain);
+  return SealingKey(*master);
 }
 
 Data KeySlots::contextOf(const Slot& slot, Bytes storeID) {

@@ -12,20 +12,17 @@
 
 namespace tarvex {
 
-// Of a table with a row for each slot.
+// The table of the slots, a row each.
 inline constexpr char slotTable[] =
     "CREATE TABLE slot(kind TEXT PRIMARY KEY, salt BLOB NOT NULL, cost INTEGER NOT NULL, "
     "wrapped BLOB NOT NULL)";
 
-// A passphrase that is asked for once, when it is needed, and wiped.
+// A passphrase that is asked for once, when it is needed.
 class Passphrase {
  public:
   using Ask = std::function<std::optional<std::string>()>;
 
   explicit Passphrase(Ask ask) : ask_(std::move(ask)) {}
-  Passphrase(const Passphrase&) = delete;
-  Passphrase& operator=(const Passphrase&) = delete;
-  ~Passphrase();
 
   // Whether there is somebody to ask.
   bool canBeAskedFor() const { return static_cast<bool>(ask_); }
@@ -36,7 +33,7 @@ class Passphrase {
 
  private:
   Ask ask_;
-  std::optional<std::string> text_;
+  std::optional<Wiped<std::string>> text_;
 };
 
 class KeySlots {
@@ -66,6 +63,9 @@ class KeySlots {
   static SealingKey wrappingKey(const Slot& slot, const StoreFolder& folder,
                                 Passphrase& passphrase);
   SealingKey unwrapped(const Slot& slot, const SealingKey& key) const;
+
+  // What a master key is sealed with: the store's id, the cost in 8 bytes, big-endian, the
+  // salt and the kind.
   static Data contextOf(const Slot& slot, Bytes storeID);
 
   Data storeID_;

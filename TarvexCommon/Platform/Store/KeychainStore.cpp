@@ -1,13 +1,11 @@
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
 
-#include <unistd.h>
-
 #include <atomic>
 #include <filesystem>
 #include <mutex>
 #include <utility>
 
-#include "TarvexCommon/Platform/ItemRules.h"
+#include "TarvexCommon/Platform/ItemKeeper.h"
 #include "TarvexCommon/Platform/Store/OpenStore.h"
 
 namespace tarvex {
@@ -20,18 +18,18 @@ std::string absolute(const std::string& path) {
 
 }  // namespace
 
-// Keeps the store open, and opens it again in a child process and when the file is another.
-class StoreItems {
+// Keeps the store open, and opens it again in a child process, and when the file has been
+// replaced.
+class StoreKeeper {
  public:
-  explicit StoreItems(KeychainStoreOptions options) : options_(std::move(options)) {
-    options_.directory =
-        absolute(options_.directory.empty() ? defaultStoreDirectory() : options_.directory);
+  explicit StoreKeeper(KeychainStoreOptions options) : options_(std::move(options)) {
+    options_.folder = absolute(options_.folder.empty() ? defaultStoreFolder() : options_.folder);
   }
-  StoreItems(const StoreItems&) = delete;
-  StoreItems& operator=(const StoreItems&) = delete;
-  ~StoreItems() {
+  StoreKeeper(const StoreKeeper&) = delete;
+  StoreKeeper& operator=(const StoreKeeper&) = delete;
+  ~StoreKeeper() {
     const auto* last = current_.load();
-    if (last->process == getpid()) delete last;
+    if (last->fork == forkNumber()) delete last;
   }
 
   std::vector<Item> find(const ItemQuery& query, const ItemReturns& returns) {
@@ -53,6 +51,7 @@ class StoreItems {
   }
 
   void check() {
+    ensure(hasStore(options_), errSecNotAvailable);
     read([](OpenStore& store) {
       ensure(store.isSound(), errSecInvalidKeychain);
       store.items->check();
@@ -62,8 +61,8 @@ class StoreItems {
  private:
   // What belongs to one process. A child leaves its parent's alone: the locks in it are held
   // by threads that the child does not have, and the file is open for the parent.
-  struct Ownership {
-    const pid_t process = getpid();
+  struct PerProcess {
+    const std::uint64_t fork = forkNumber();
     std::mutex opening;
     std::shared_ptr<OpenStore> store;
   };
@@ -104,7 +103,7 @@ class StoreItems {
   }
 
   std::shared_ptr<OpenStore> opened() {
-    Ownership& own = ownership();
+    PerProcess& own = ofThisProcess();
     const std::lock_guard lock(own.opening);
     if (own.store && own.store->isInPlace()) return own.store;
     own.store.reset();
@@ -112,25 +111,27 @@ class StoreItems {
     return own.store;
   }
 
-  Ownership& ownership() {
-    Ownership* last = current_.load(std::memory_order_acquire);
-    if (last->process == getpid()) return *last;
-    auto fresh = std::make_unique<Ownership>();
+  PerProcess& ofThisProcess() {
+    PerProcess* last = current_.load(std::memory_order_acquire);
+    if (last->fork == forkNumber()) return *last;
+    auto fresh = std::make_unique<PerProcess>();
     if (current_.compare_exchange_strong(last, fresh.get())) return *fresh.release();
     return *last;
   }
 
   KeychainStoreOptions options_;
-  std::atomic<Ownership*> current_ = new Ownership;
+  std::atomic<PerProcess*> current_ = new PerProcess;
 };
 
-KeychainStore::KeychainStore(KeychainStoreOptions options)
-    : items_(std::make_shared<StoreItems>(std::move(options))) {}
+static_assert(ItemKeeper<StoreKeeper>);
 
-ItemService KeychainStore::itemService() const { return itemServiceOf(items_); }
+KeychainStore::KeychainStore(KeychainStoreOptions options)
+    : keeper_(std::make_shared<StoreKeeper>(std::move(options))) {}
+
+ItemService KeychainStore::itemService() const { return itemServiceOf(keeper_); }
 
 OSStatus KeychainStore::check() const {
-  return statusOf([this] { items_->check(); });
+  return statusOf([this] { keeper_->check(); });
 }
 
 }  // namespace tarvex

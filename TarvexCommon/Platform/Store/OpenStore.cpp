@@ -1,16 +1,22 @@
 #include "TarvexCommon/Platform/Store/OpenStore.h"
 
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <filesystem>
 #include <string>
+#include <system_error>
 #include <utility>
 
+#include "TarvexCommon/Platform/ItemFailure.h"
 #include "TarvexCommon/Platform/Store/KeySlots.h"
 
 namespace tarvex {
 namespace {
 
-constexpr char storeFile[] = "keychain.db";
-constexpr char storeLog[] = "keychain.db-wal";
 constexpr char unfinishedFile[] = "keychain.db.new";
+constexpr char journalFile[] = "keychain.db-journal";
+constexpr std::size_t idSize = 16;
 
 // "TVKC", and the version that is written and the only one that is read.
 constexpr Database::Format format = {.application = 0x54564B43, .version = 1};
@@ -23,34 +29,51 @@ std::string schema() { return std::string(storeTable) + '\n' + slotTable + '\n' 
 constexpr char schemaOfFile[] =
     "SELECT group_concat(sql, char(10)) FROM (SELECT sql FROM sqlite_schema WHERE sql IS NOT NULL)";
 
-// A new store appears under its name when all of it is on the disk.
-void makeStore(const StoreFolder& folder, Passphrase& passphrase) {
-  ensure(folder.sizeOf(storeLog) == 0, errSecInvalidKeychain);  // of a file that is gone
+void fillStore(const Database& database, const StoreFolder& folder, Passphrase& passphrase) {
+  const TransactionStatements statements(database);
+  Transaction transaction(statements);
+  const Data id = randomBytes(idSize);
+  database.setFormat(format);
+  for (const char* table : {storeTable, slotTable, itemTable}) database.run(table);
+  database.prepare("INSERT INTO store VALUES (?1)").run(id);
+  KeySlots::make(database, id, SealingKey::random(), folder, passphrase);
+  transaction.commit();
+}
+
+void removeUnfinished(const StoreFolder& folder) {
   for (const char* rest : {"", "-wal", "-shm", "-journal"}) {
     folder.removeIfThere(std::string(unfinishedFile) + rest);
   }
-  folder.write(unfinishedFile, Data());
-  {
+}
+
+// A new store appears under its name when all of it is on the disk.
+void makeStore(const StoreFolder& folder, Passphrase& passphrase) {
+  ensure(folder.sizeOf(logFile) == 0, errSecInvalidKeychain);  // of a file that is gone
+  removeUnfinished(folder);
+  folder.makeEmpty(unfinishedFile);
+  try {
     const Database database(folder.pathOf(unfinishedFile));
-    const Data id = randomBytes(16);
-    const Transactions transactions(database);
-    Transaction transaction(transactions);
-    database.setFormat(format);
-    for (const char* table : {storeTable, slotTable, itemTable}) database.run(table);
-    database.prepare("INSERT INTO store VALUES (?1)").finish(id);
-    KeySlots::make(database, id, SealingKey::random(), folder, passphrase);
-    transaction.commit();
+    fillStore(database, folder, passphrase);
     database.foldLog();
+  } catch (const ItemFailure&) {
+    removeUnfinished(folder);
+    throw;
   }
   folder.rename(unfinishedFile, storeFile);
 }
 
 // Returns the path of the file when it is a store.
 std::string ensuredStore(const StoreFolder& folder) {
-  for (const char* rest : {"", "-wal", "-shm"}) (void)folder.has(std::string(storeFile) + rest);
+  for (const char* name : {storeFile, logFile, logIndexFile}) folder.ensureUsable(name);
+  ensure(folder.sizeOf(journalFile) == 0, errSecInvalidKeychain);  // a store has none
   std::string path = folder.pathOf(storeFile);
   ensure(Database::formatOf(path) == format, errSecInvalidKeychain);
   return path;
+}
+
+std::unique_ptr<OpenStore> openOrMakeLocked(const StoreFolder& folder, Passphrase& passphrase) {
+  if (!folder.has(storeFile)) makeStore(folder, passphrase);
+  return std::make_unique<OpenStore>(folder);
 }
 
 }  // namespace
@@ -59,44 +82,67 @@ OpenStore::OpenStore(StoreFolder itsFolder)
     : folder(std::move(itsFolder)),
       database(ensuredStore(folder)),
       transactions(database),
-      identity(folder.identityOf(storeFile)) {
+      fileIdentity(folder.identityOf(storeFile)) {
   database.foldLogOnClose(false);
   ensure(database.format() == format && database.text(schemaOfFile) == schema(),
          errSecInvalidKeychain);
   id = toData(Bytes(database.text("SELECT id FROM store")));
+  ensure(id.size() == idSize, errSecInvalidKeychain);
 }
 
-bool OpenStore::isInPlace() const { return folder.identityOf(storeFile) == identity; }
+bool OpenStore::isInPlace() const { return folder.identityOf(storeFile) == fileIdentity; }
 
 bool OpenStore::isSound() const { return database.text("PRAGMA integrity_check(1)") == "ok"; }
 
-void CloseStore::operator()(OpenStore* store) const noexcept {
-  std::optional<FolderLock> lock;
-  bool folds = false;
+namespace {
+
+// Without the master key a store is left as it is; an empty log may go.
+bool mayFoldLog(const OpenStore& store) {
+  const bool isOpen = store.items.has_value() || store.folder.sizeOf(logFile) == 0;
+  return isOpen && store.isInPlace() && !store.isDamaged;
+}
+
+std::optional<FolderLock> lockToFold(const OpenStore& store) noexcept {
   try {
-    lock.emplace(store->folder.lock());
-    const bool isUnlocked = store->items.has_value() || store->folder.sizeOf(storeLog) == 0;
-    folds = isUnlocked && store->isInPlace() && !store->isDamaged;
+    auto lock = store.folder.lock(std::chrono::seconds(1));
+    return mayFoldLog(store) ? std::optional(std::move(lock)) : std::nullopt;
   } catch (const ItemFailure&) {  // then the log stays, and is read as before
+    return std::nullopt;
   }
+}
+
+}  // namespace
+
+void CloseStore::operator()(OpenStore* store) const noexcept {
+  const auto lock = lockToFold(*store);
   const DatabaseUse use;
-  store->database.foldLogOnClose(folds);
+  store->database.foldLogOnClose(lock.has_value());
   delete store;
 }
 
+bool hasStore(const KeychainStoreOptions& options) {
+  return std::ranges::any_of(std::array{storeFile, logFile}, [&](const std::string& name) {
+    std::error_code error;
+    const auto status = std::filesystem::symlink_status(options.folder + '/' + name, error);
+    return status.type() != std::filesystem::file_type::not_found;
+  });
+}
+
 std::unique_ptr<OpenStore, CloseStore> openStore(const KeychainStoreOptions& options) {
-  const StoreFolder folder(options.directory);
+  const StoreFolder folder(options.folder);
   Passphrase passphrase(options.passphrase);
-  if (!folder.has(storeFile)) (void)passphrase.text();  // nobody waits for a lock meanwhile
+  // Asked before the lock is taken: nobody waits for the user.
+  if (!folder.has(storeFile) && passphrase.canBeAskedFor()) {
+    ensure(!passphrase.text().empty(), errSecInteractionNotAllowed);
+  }
   std::unique_ptr<OpenStore, CloseStore> store;
   std::optional<KeySlots> slots;
   {
     const FolderLock lock = folder.lock();
     const DatabaseUse use;
-    if (!folder.has(storeFile)) makeStore(folder, passphrase);
-    auto opened = std::make_unique<OpenStore>(folder);
+    auto opened = openOrMakeLocked(folder, passphrase);
     slots.emplace(opened->database, opened->id);
-    store.reset(opened.release());
+    store.reset(opened.release());  // from here on closing takes lock and use itself
   }
   const SealingKey master = slots->open(folder, passphrase);
   const DatabaseUse use;

@@ -11,7 +11,7 @@
 
 namespace tarvex {
 
-// It has its items when its master key is known. Who changes them holds the folder's lock.
+// Without its master key it has no items yet. Whoever changes them holds the folder's lock.
 struct OpenStore {
   // Throws `errSecInvalidKeychain` when the file is not a store.
   explicit OpenStore(StoreFolder itsFolder);
@@ -24,18 +24,21 @@ struct OpenStore {
 
   const StoreFolder folder;
   const Database database;
-  const Transactions transactions;
-  const std::optional<FileIdentity> identity;
-  Data id;
+  const TransactionStatements transactions;
+  const std::optional<FileIdentity> fileIdentity;
+  Data id;  // the store's own, for life
   std::optional<SealedItems> items;
   bool isDamaged = false;
 };
 
-// Folds the log into the file when the master key is known and the file is in place; an empty
-// log is only removed.
+// Folds the log into the file, if that is still in place and the folder's lock can be had within
+// a second; without the master key it is left as it is, and only an empty log is removed.
 struct CloseStore {
   void operator()(OpenStore* store) const noexcept;
 };
+
+// Returns whether there is a store, or something that bars its place.
+bool hasStore(const KeychainStoreOptions& options);
 
 // Opens the store of a folder, which is made first where there is none.
 std::unique_ptr<OpenStore, CloseStore> openStore(const KeychainStoreOptions& options);

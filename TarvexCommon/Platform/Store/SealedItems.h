@@ -1,13 +1,14 @@
 // The items in an open store. Internal.
 //
-// A row has look-up columns, keyed hashes of what tells items apart, and two sealed values:
-// the attributes and the secret. A sealed value belongs to its store and to its row with
-// these columns; anywhere else it does not open.
+// A row has columns to look it up by, most of them keyed hashes of what tells items apart,
+// and two sealed values: the attributes and the secret. A sealed value opens only in its
+// store and its row, with these columns.
 #pragma once
 
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,8 @@
 
 namespace tarvex {
 
+// The table of the items, a row each. The class is 1 for a password, 2 for a public and 3 for
+// a private key; service and account are of a key its tag and the hash of the public key.
 inline constexpr char itemTable[] =
     "CREATE TABLE item(id INTEGER PRIMARY KEY, class INTEGER NOT NULL, service BLOB NOT NULL, "
     "account BLOB NOT NULL, \"group\" BLOB NOT NULL, sync INTEGER NOT NULL, "
@@ -38,16 +41,14 @@ class SealedItems {
   void check() const;
 
  private:
-  using Tag = Tagger::Tag;
+  using Hash = KeyedHash::Value;
 
-  // The look-up columns of a row. Passwords have their service and account there, keys their
-  // tag and the hash of the public key.
   struct Columns {
     std::int64_t id;
     std::int64_t itemClass;
-    Tag service;
-    Tag account;
-    Tag group;
+    Hash service;
+    Hash account;
+    Hash group;
     std::int64_t sync;
     friend bool operator==(const Columns&, const Columns&) = default;
   };
@@ -61,37 +62,43 @@ class SealedItems {
   struct Search;
   using Visit = std::function<bool(const Rows& row, const Columns& columns)>;
 
-  // Calls `visit` with each match, oldest first, until it returns false.
+  // Calls `visit` with each match, oldest first, until it returns false. Damaged rows that may
+  // match or not are left out, unless there is no match: then it throws.
   void visitMatches(const ItemQuery& query, const Visit& visit);
   Search searchFor(const ItemQuery& query) const;
-  const Statement& selecting(const Search& search);
-  bool isMatch(const Rows& row, const Columns& columns, const Search& search,
-               const ItemQuery& query) const;
+  const Statement& statementFor(const Search& search);
+  // Returns nothing for a damaged row of which the columns do not say it.
+  std::optional<bool> isMatch(const Rows& row, const Columns& columns, const Search& search,
+                              const ItemQuery& query) const;
 
   SealedRow changed(const SealedRow& row, const ItemChanges& changes) const;
   void replace(const SealedRow& row, const SealedRow& by) const;
   static void write(const Statement& statement, const SealedRow& row);
 
   static Columns columnsIn(const Rows& row);
-  Columns columnsOf(const ItemDictionary& said, std::int64_t row) const;
-  Tag tagOf(const ItemDictionary& said, const char* name) const;
+  Columns columnsOf(const ItemDictionary& attributes, std::int64_t id) const;
+  Hash hashOf(const ItemDictionary& attributes, const char* name) const;
+
+  // What a value is sealed with: the store's id; id, class and sync of the row in 8 bytes each,
+  // big-endian; the hashes of service, account and group.
   Data contextOf(const Columns& columns) const;
 
+  std::optional<ItemDictionary> attributesIn(Bytes bytes, const Columns& columns) const;
   ItemDictionary openAttributes(Bytes bytes, const Columns& columns) const;
   Data openValue(Bytes bytes, const Columns& columns) const;
-  Data sealAttributes(const ItemDictionary& said, const Columns& columns) const;
-  Data sealValue(Bytes secret, const Columns& columns) const;
+  Data sealAttributes(const ItemDictionary& attributes, const Columns& columns) const;
+  Data sealValue(Bytes value, const Columns& columns) const;
 
   const Database& database_;
   Data storeID_;
-  Sealer attributes_;
-  Sealer values_;
-  Tagger names_;
+  Sealer attributeSealer_;
+  Sealer valueSealer_;
+  KeyedHash hash_;
   std::map<std::string, Statement, std::less<>> selects_;
   Statement lastID_;
   Statement insert_;
   Statement reseal_;
-  Statement rename_;
+  Statement rewrite_;
   Statement remove_;
 };
 

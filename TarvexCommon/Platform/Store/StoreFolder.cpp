@@ -9,19 +9,19 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <iterator>
-#include <memory>
+#include <system_error>
 #include <thread>
 #include <utility>
 
-#include "TarvexCommon/Platform/ItemRules.h"
+#include "TarvexCommon/Platform/ItemFailure.h"
 
 namespace tarvex {
 namespace {
 
 using namespace std::chrono_literals;
 
-constexpr char lockName[] = "keychain.lock";
 constexpr mode_t rightsOfOthers = 077;
 
 OSStatus statusOfError(int error) {
@@ -66,25 +66,13 @@ void synchroniseFolder(const std::string& path) {
   ensureDone(folder.number() >= 0 && fsync(folder.number()) == 0);
 }
 
-std::string parentOf(const std::string& path) {
-  const auto slash = path.find_last_of('/');
-  return slash == 0 || slash == std::string::npos ? "/" : path.substr(0, slash);
-}
-
 // Makes a folder and those above it, each of them on the disk before what is in it.
-void makeFolder(const std::string& path) {
+void makeFolder(const std::filesystem::path& path) {
   if (status(path, Links::followed)) return;
-  const std::string parent = parentOf(path);
+  const std::filesystem::path parent = path.parent_path();
   makeFolder(parent);
   ensureDone(mkdir(path.c_str(), 0700) == 0 || errno == EEXIST);
   synchroniseFolder(parent);
-}
-
-std::string resolved(const std::string& path) {
-  const std::unique_ptr<char, decltype(&std::free)> real(realpath(path.c_str(), nullptr),
-                                                         std::free);
-  ensureDone(real != nullptr);
-  return real.get();
 }
 
 std::string environment(const char* name) {
@@ -96,6 +84,8 @@ std::string environment(const char* name) {
 // again at once would otherwise nearly always be faster than those who wait.
 class Naps {
  public:
+  explicit Naps(std::chrono::seconds limit) : end_(std::chrono::steady_clock::now() + limit) {}
+
   void nap() {
     std::this_thread::sleep_for(length_);
     length_ = std::max(length_ * 4 / 5, std::chrono::microseconds(50));
@@ -104,7 +94,7 @@ class Naps {
 
  private:
   std::chrono::microseconds length_ = 1ms;
-  std::chrono::steady_clock::time_point end_ = std::chrono::steady_clock::now() + 10s;
+  std::chrono::steady_clock::time_point end_;
 };
 
 }  // namespace
@@ -120,7 +110,9 @@ FolderLock::~FolderLock() { flock(file_.number(), LOCK_UN); }
 StoreFolder::StoreFolder(const std::string& path) {
   ensure(path.starts_with('/'), errSecNotAvailable);
   makeFolder(path);
-  path_ = resolved(path);
+  std::error_code error;
+  path_ = std::filesystem::canonical(path, error);
+  ensure(!error, statusOfError(error.value()));
   ensureOwn(status(path_, Links::refused).value(), S_IFDIR);
   ensureDone(faccessat(AT_FDCWD, path_.c_str(), W_OK | X_OK, AT_EACCESS) == 0);
 }
@@ -145,19 +137,32 @@ Descriptor StoreFolder::openFile(const std::string& name, int flags) const {
   return file;
 }
 
-std::optional<Data> StoreFolder::read(const std::string& name) const {
-  if (!has(name)) return std::nullopt;
+void StoreFolder::ensureUsable(const std::string& name) const {
+  if (!has(name)) return;
+  ensureDone(faccessat(AT_FDCWD, pathOf(name).c_str(), R_OK | W_OK, AT_EACCESS) == 0);
+}
+
+Data StoreFolder::read(const std::string& name) const {
+  ensure(faccessat(AT_FDCWD, pathOf(name).c_str(), R_OK, AT_EACCESS) == 0, errSecNotAvailable);
   const Descriptor file = openFile(name, O_RDONLY);
   Data bytes(static_cast<std::size_t>(sizeOf(name)));
-  ensureDone(::read(file.number(), bytes.data(), bytes.size()) == std::ssize(bytes));
+  const auto count = ::read(file.number(), bytes.data(), bytes.size());
+  ensureDone(count >= 0);
+  ensure(count == std::ssize(bytes), errSecIO);
   return bytes;
+}
+
+void StoreFolder::makeEmpty(const std::string& name) const {
+  (void)openFile(name, O_WRONLY | O_CREAT | O_TRUNC);
 }
 
 void StoreFolder::write(const std::string& name, Bytes bytes) const {
   const std::string unfinished = name + ".new";
   const Descriptor file = openFile(unfinished, O_WRONLY | O_CREAT | O_TRUNC);
-  ensureDone(::write(file.number(), bytes.data(), bytes.size()) == std::ssize(bytes) &&
-             fsync(file.number()) == 0);
+  const auto count = ::write(file.number(), bytes.data(), bytes.size());
+  ensureDone(count >= 0);
+  ensure(count == std::ssize(bytes), errSecDiskFull);
+  ensureDone(fsync(file.number()) == 0);
   rename(unfinished, name);
 }
 
@@ -170,9 +175,9 @@ void StoreFolder::removeIfThere(const std::string& name) const {
   ensureDone(unlink(pathOf(name).c_str()) == 0 || errno == ENOENT);
 }
 
-FolderLock StoreFolder::lock() const {
-  FolderLock held(openFile(lockName, O_RDWR | O_CREAT));
-  for (Naps naps; !held.tryLock(); naps.nap()) ensure(!naps.areOver(), errSecIO);
+FolderLock StoreFolder::lock(std::chrono::seconds limit) const {
+  FolderLock held(openFile(lockFile, O_RDWR | O_CREAT));
+  for (Naps naps(limit); !held.tryLock(); naps.nap()) ensure(!naps.areOver(), errSecIO);
   return held;
 }
 
@@ -182,13 +187,13 @@ bool FolderLock::tryLock() {
   return false;
 }
 
-std::string defaultStoreDirectory() {
+std::string defaultStoreFolder() {
   if (auto named = environment("TARVEX_KEYCHAIN_DIR"); !named.empty()) return named;
   if (const auto data = environment("XDG_DATA_HOME"); data.starts_with('/')) {
     return data + "/tarvex";
   }
   const auto home = environment("HOME");
-  return home.empty() ? "" : home + "/.local/share/tarvex";
+  return !home.starts_with('/') ? "" : home + "/.local/share/tarvex";
 }
 
 }  // namespace tarvex

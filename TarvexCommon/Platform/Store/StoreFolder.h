@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <utility>
@@ -40,6 +41,16 @@ class FolderLock {
   Descriptor file_;
 };
 
+// The files of a store.
+inline constexpr char storeFile[] = "keychain.db";
+inline constexpr char logFile[] = "keychain.db-wal";  // what is not folded into it yet
+inline constexpr char logIndexFile[] = "keychain.db-shm";
+inline constexpr char keyFile[] = "keychain.key";
+inline constexpr char lockFile[] = "keychain.lock";
+
+// How long to wait for others.
+inline constexpr std::chrono::seconds patience{10};
+
 // What tells a file from another one of the same name.
 struct FileIdentity {
   dev_t device;
@@ -48,7 +59,7 @@ struct FileIdentity {
 };
 
 // Its operations throw `errSecNotAvailable` for a folder or file that is not this user's
-// alone or of another kind (links are not followed), `errSecWrPerm`, `errSecDiskFull` and
+// alone or of another kind (a link in the folder is none), `errSecWrPerm`, `errSecDiskFull` and
 // `errSecIO`, as the system says.
 class StoreFolder {
  public:
@@ -62,17 +73,24 @@ class StoreFolder {
   bool has(const std::string& name) const { return identityOf(name).has_value(); }
   off_t sizeOf(const std::string& name) const;  // 0 when there is no such file
 
-  // Returns the bytes of a small file; nothing when there is none.
-  std::optional<Data> read(const std::string& name) const;
+  // Returns the bytes of a file that is there; one that may not be read gives
+  // `errSecNotAvailable`.
+  Data read(const std::string& name) const;
 
-  // Makes a file with these bytes that no other process sees half written.
+  // Throws when there is such a file and it may not be read and written.
+  void ensureUsable(const std::string& name) const;
+
+  // Makes an empty file, or empties the one that is there.
+  void makeEmpty(const std::string& name) const;
+
+  // Puts a file with these bytes under the name at once: nobody sees it half written.
   void write(const std::string& name, Bytes bytes) const;
 
   void rename(const std::string& from, const std::string& to) const;
   void removeIfThere(const std::string& name) const;
 
-  // Waits until nobody else holds the lock, for 10 seconds; then throws `errSecIO`.
-  FolderLock lock() const;
+  // Waits until nobody else holds the lock; throws `errSecIO` when that takes too long.
+  FolderLock lock(std::chrono::seconds limit = patience) const;
 
  private:
   Descriptor openFile(const std::string& name, int flags) const;
@@ -82,6 +100,6 @@ class StoreFolder {
 
 // Where the store lies unless the host says otherwise; empty when the environment does not
 // tell.
-std::string defaultStoreDirectory();
+std::string defaultStoreFolder();
 
 }  // namespace tarvex

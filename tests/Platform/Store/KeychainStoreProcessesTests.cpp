@@ -18,6 +18,7 @@ namespace tarvex {
 namespace {
 
 using namespace std::chrono_literals;
+using Milliseconds = std::chrono::duration<double, std::milli>;
 using std::chrono::steady_clock;
 using testing::AnyOf;
 
@@ -45,7 +46,7 @@ TEST_F(Processes, MakeOneStoreAtOnce) {
 TEST_F(Processes, LoseNothingThatTheyWrite) {
   struct Outcome {
     int count;
-    std::chrono::duration<double, std::milli> longest;
+    Milliseconds longest;
   };
   const auto outcomes = shared<Outcome>(8);
   const auto end = steady_clock::now() + (isLong() ? 10s : 2s);
@@ -59,7 +60,7 @@ TEST_F(Processes, LoseNothingThatTheyWrite) {
       for (const std::string& words : {own(number), common}) {
         const auto begin = steady_clock::now();
         ASSERT_EQ(store.update(words, value + text), errSecSuccess);
-        longest = std::max<decltype(longest + longest)>(longest, steady_clock::now() - begin);
+        longest = std::max(longest, Milliseconds(steady_clock::now() - begin));
       }
       ASSERT_EQ(store.add(own(number + 8)), errSecSuccess);
       ASSERT_EQ(store.remove(own(number + 8)), errSecSuccess);
@@ -68,16 +69,16 @@ TEST_F(Processes, LoseNothingThatTheyWrite) {
   });
   const WordStore store(folder);
   std::multiset<std::string> last;
-  double longest = 0;
+  Milliseconds longest(0);
   for (int number = 0; number < 8; ++number) {
     last.insert(std::to_string(number) + ':' + std::to_string(outcomes[number].count));
     EXPECT_EQ(store.read(own(number)), *last.rbegin());
-    longest = std::max(longest, outcomes[number].longest.count());
+    longest = std::max(longest, outcomes[number].longest);
   }
   EXPECT_TRUE(last.contains(store.read(common))) << "one item, written last by one of them";
   EXPECT_EQ(store.store.check(), errSecSuccess);
-  RecordProperty("longestWriteInMilliseconds", std::to_string(longest));
-  std::cout << "longest write: " << longest << " ms\n";
+  RecordProperty("longestWriteInMilliseconds", std::to_string(longest.count()));
+  std::cout << "longest write: " << longest.count() << " ms\n";
 }
 
 TEST_F(Processes, KeepWhatWasAcknowledgedWhenTheyAreKilled) {
@@ -122,7 +123,7 @@ TEST_F(Processes, LeaveAStoreThatOpensWhenTheyAreKilledMakingIt) {
 
 TEST_F(Processes, FindOneKeyWhenEachMakesIt) {
   const InstalledServices installed(
-      {.itemService = KeychainStore({.directory = folder}).itemService()});
+      {.itemService = KeychainStore({.folder = folder}).itemService()});
   const auto signatures = shared<std::array<std::uint8_t, 64>>(2);
   for (const std::string label : {"a", "b", "c", "d", "e"}) {
     inProcesses(2, [&](int number) {

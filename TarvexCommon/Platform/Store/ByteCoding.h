@@ -1,4 +1,4 @@
-// Numbers as big-endian bytes. Internal.
+// Bytes put together: numbers are big-endian. Internal.
 #pragma once
 
 #include <array>
@@ -26,7 +26,6 @@ inline std::uint64_t fromBigEndian(Bytes bytes) {
   return number;
 }
 
-// Puts bytes behind others.
 inline void append(Data& to, Bytes what) { to.insert(to.end(), what.begin(), what.end()); }
 
 }  // namespace tarvex
