@@ -2,6 +2,11 @@
 #pragma once
 
 #include <compare>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "TarvexCommon/Base/Export.h"
 
 namespace tarvex {
 
@@ -21,6 +26,12 @@ class Date {
   static constexpr Date fromTimeIntervalSinceReferenceDate(double seconds) noexcept {
     return Date(seconds + timeIntervalBetween1970AndReferenceDate);
   }
+
+  // Returns the date of a text such as "2024-03-05T07:08:09.123Z" (RFC 3339), with or without
+  // a fraction of the second, in UTC or with an offset; nothing for any other text.
+  TARVEX_EXPORT static std::optional<Date> fromRfc3339(std::string_view text);
+  // Returns such a text, in UTC and with three digits of the fraction.
+  TARVEX_EXPORT static std::string toRfc3339(Date date);
 
   constexpr double timeIntervalSince1970() const noexcept { return seconds_; }
   constexpr double timeIntervalSinceReferenceDate() const noexcept {

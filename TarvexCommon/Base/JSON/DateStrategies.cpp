@@ -21,6 +21,16 @@ DateDecodingStrategy DateDecodingStrategy::secondsSince1970() {
   });
 }
 
+const DateDecodingStrategy& DateDecodingStrategy::rfc3339() {
+  static const auto& strategy = *new DateDecodingStrategy(custom([](const Decoder& from) {
+    const auto container = from.singleValueContainer();
+    const auto text = container.decode<std::string>();
+    if (const auto date = Date::fromRfc3339(text)) return *date;
+    throw DecodingError::dataCorruptedError(container, "Invalid date: " + text);
+  }));
+  return strategy;
+}
+
 DateDecodingStrategy DateDecodingStrategy::custom(Rule rule) {
   return DateDecodingStrategy(std::move(rule));
 }
@@ -37,6 +47,12 @@ DateEncodingStrategy DateEncodingStrategy::secondsSince1970() {
   return custom([](Date date, Encoder& to) {
     to.singleValueContainer().encode(date.timeIntervalSince1970());
   });
+}
+
+const DateEncodingStrategy& DateEncodingStrategy::rfc3339() {
+  static const auto& strategy = *new DateEncodingStrategy(custom(
+      [](Date date, Encoder& to) { to.singleValueContainer().encode(Date::toRfc3339(date)); }));
+  return strategy;
 }
 
 DateEncodingStrategy DateEncodingStrategy::custom(Rule rule) {

@@ -19,6 +19,9 @@ class TARVEX_EXPORT DateDecodingStrategy {
   static DateDecodingStrategy deferredToDate();
   // A number of seconds since 1970-01-01T00:00:00Z; fractions are allowed.
   static DateDecodingStrategy secondsSince1970();
+  // A text that `Date::fromRfc3339` reads; another one is `dataCorrupted`, "Invalid date: "
+  // and the text.
+  static const DateDecodingStrategy& rfc3339();
   // What `rule` reads. It is not asked for a null.
   static DateDecodingStrategy custom(Rule rule);
 
@@ -37,6 +40,8 @@ class TARVEX_EXPORT DateEncodingStrategy {
   static DateEncodingStrategy deferredToDate();
   // A number of seconds since 1970-01-01T00:00:00Z, with its fraction.
   static DateEncodingStrategy secondsSince1970();
+  // The text of `Date::toRfc3339`.
+  static const DateEncodingStrategy& rfc3339();
   // What `rule` writes.
   static DateEncodingStrategy custom(Rule rule);
 

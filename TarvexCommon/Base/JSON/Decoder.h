@@ -116,6 +116,9 @@ class TARVEX_EXPORT SingleValueDecodingContainer {
   bool decodeNil() const;
   CodingPath codingPath() const;
 
+  // For types that read whole trees by themselves. Internal.
+  coding::JSONNode node() const noexcept;
+
  private:
   friend Decoder;
   explicit SingleValueDecodingContainer(const Decoder& decoder) noexcept : decoder_(&decoder) {}
@@ -189,6 +192,10 @@ template <typename T>
 T UnkeyedDecodingContainer::decode() {
   const coding::JSONNode node = next();
   return Decoder(*decoder_, index_++, node).value<T>();
+}
+
+inline coding::JSONNode SingleValueDecodingContainer::node() const noexcept {
+  return decoder_->node_;
 }
 
 template <typename T>

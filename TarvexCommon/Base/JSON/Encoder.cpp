@@ -20,6 +20,15 @@ void appendNumber(std::string& json, Number value, Format... format) {
 
 bool needsEscape(char c) { return static_cast<unsigned char>(c) < 0x20 || c == '"' || c == '\\'; }
 
+// Whether a text is as simple as most: ASCII without escapes.
+bool isPlain(std::string_view text) {
+  unsigned special = 0;
+  for (const char c : text) {
+    special |= static_cast<unsigned>(needsEscape(c)) | static_cast<unsigned char>(c) >> 7;
+  }
+  return special == 0;
+}
+
 void appendEscape(std::string& json, char c) {
   constexpr std::string_view named = "\"\\\b\f\n\r\t";
   constexpr std::string_view letters = "\"\\bfnrt";
@@ -65,6 +74,71 @@ void SingleValueEncodingContainer::encodeNil() {
 
 CodingPath SingleValueEncodingContainer::codingPath() const { return encoder_->codingPath(); }
 
+void StreamEncodingContainer::begin(char open, char close) {
+  beginValue();
+  *encoder_->json_ += open;
+  levels_.push_back({.close = close, .count = 0, .key = {}});
+}
+
+void StreamEncodingContainer::end() {
+  *encoder_->json_ += levels_.back().close;
+  levels_.pop_back();
+}
+
+void StreamEncodingContainer::beginValue() {
+  if (levels_.empty()) return encoder_->begin();
+  Level& level = levels_.back();
+  if (level.close == ']' && level.count++ > 0) *encoder_->json_ += ',';
+}
+
+void StreamEncodingContainer::key(std::string_view key) {
+  Level& level = levels_.back();
+  if (level.count++ > 0) *encoder_->json_ += ',';
+  level.key = key;
+  add([&] { encoder_->text(key); });
+  *encoder_->json_ += ':';
+}
+
+template <typename Write>
+void StreamEncodingContainer::add(Write write) {
+  try {
+    write();
+  } catch (const EncodingError& error) {
+    throw EncodingError::invalidValue({codingPath(), error.debugDescription()});
+  }
+}
+
+void StreamEncodingContainer::encodeNil() {
+  beginValue();
+  encoder_->null();
+}
+
+void StreamEncodingContainer::encode(bool value) {
+  beginValue();
+  encoder_->boolean(value);
+}
+
+void StreamEncodingContainer::encode(double value) {
+  beginValue();
+  add([&] { encoder_->number(value); });
+}
+
+void StreamEncodingContainer::encode(std::string_view value) {
+  beginValue();
+  add([&] { encoder_->text(value); });
+}
+
+CodingPath StreamEncodingContainer::codingPath() const {
+  CodingPath path = encoder_->codingPath();
+  for (const Level& level : levels_) {
+    path.push_back(level.close == '}' ? std::string(level.key)
+                                      : "Index " + std::to_string(level.count - 1));
+  }
+  return path;
+}
+
+StreamEncodingContainer Encoder::streamContainer() { return StreamEncodingContainer(*this); }
+
 KeyedEncodingContainer Encoder::container() {
   begin();
   return KeyedEncodingContainer(*this);
@@ -99,6 +173,10 @@ void Encoder::integer(std::int64_t value) { appendNumber(*json_, value); }
 void Encoder::unsignedInteger(std::uint64_t value) { appendNumber(*json_, value); }
 
 void Encoder::text(std::string_view value) {
+  if (isPlain(value)) {
+    json_->append(1, '"').append(value).append(1, '"');
+    return;
+  }
   if (!isUTF8(value)) refuse("Unable to encode a text that is not UTF-8.");
   appendString(*json_, value);
 }

@@ -22,6 +22,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "TarvexCommon/Base/Base64.h"
 #include "TarvexCommon/Base/Data.h"
@@ -109,6 +110,48 @@ class TARVEX_EXPORT SingleValueEncodingContainer {
   Encoder* encoder_;
 };
 
+// One value written piece by piece: for trees so deep that a call within a call for each
+// level would overflow the stack. In an object each value follows its key.
+class TARVEX_EXPORT StreamEncodingContainer {
+ public:
+  StreamEncodingContainer(const StreamEncodingContainer&) = delete;
+  StreamEncodingContainer& operator=(const StreamEncodingContainer&) = delete;
+
+  void beginArray() { begin('[', ']'); }
+  void beginObject() { begin('{', '}'); }
+  // Ends what was begun last.
+  void end();
+
+  // `key` is borrowed until the next one of this object.
+  void key(std::string_view key);
+
+  void encodeNil();
+  void encode(bool value);
+  void encode(double value);
+  void encode(std::string_view value);
+
+  CodingPath codingPath() const;
+
+ private:
+  friend Encoder;
+  explicit StreamEncodingContainer(Encoder& encoder) noexcept : encoder_(&encoder) {}
+
+  struct Level {
+    char close;
+    std::size_t count;
+    std::string_view key;
+  };
+
+  void begin(char open, char close);
+  void beginValue();
+  // Writes what `write` writes; what it refuses is refused with the place within the value.
+  template <typename Write>
+  void add(Write write);
+
+  Encoder* encoder_;
+  std::vector<Level> levels_;
+};
+
 // The place where one value is written: the value asks for one container, once.
 class TARVEX_EXPORT Encoder {
  public:
@@ -118,6 +161,7 @@ class TARVEX_EXPORT Encoder {
   KeyedEncodingContainer container();
   UnkeyedEncodingContainer unkeyedContainer();
   SingleValueEncodingContainer singleValueContainer();
+  StreamEncodingContainer streamContainer();
 
   CodingPath codingPath() const { return place_.path(); }
 
@@ -126,6 +170,7 @@ class TARVEX_EXPORT Encoder {
   friend KeyedEncodingContainer;
   friend UnkeyedEncodingContainer;
   friend SingleValueEncodingContainer;
+  friend StreamEncodingContainer;
   friend struct JSONEncoder;
 
   Encoder(std::string& json, const DateEncodingStrategy& dates) noexcept

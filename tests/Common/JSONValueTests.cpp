@@ -1,0 +1,187 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "TarvexCommon/Base/JSON/JSONDecoder.h"
+#include "TarvexCommon/Base/JSON/JSONEncoder.h"
+#include "TarvexCommon/Common/JSONValue.h"
+#include "tests/Support/Errors.h"
+#include "tests/Support/Vectors.h"
+
+namespace tarvex {
+namespace {
+
+using Case = JSONValue::Case;
+using Array = JSONValue::Array;
+using Object = JSONValue::Object;
+
+const std::string texts = ownVectors + "JSON.txt";
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+
+JSONValue read(std::string_view json) { return JSONDecoder().decode<JSONValue>(json); }
+
+std::string written(const JSONValue& value) {
+  try {
+    return JSONEncoder().encode(value);
+  } catch (const EncodingError& error) {
+    return describe(error);
+  }
+}
+
+// An array in an object in an array ..., so many levels deep, around `core`.
+JSONValue nested(int levels, JSONValue core) {
+  for (int i = 0; i < levels; ++i) {
+    if (i % 2 == 0) {
+      Object object;
+      object.set("k", std::move(core));
+      core = JSONValue::object(std::move(object));
+    } else {
+      Array array;
+      array.push_back(std::move(core));
+      core = JSONValue::array(std::move(array));
+    }
+  }
+  return core;
+}
+
+TEST(JSONValue, ReadsAllThatIsJSONAndNothingElse) {
+  for (const Vector& row : readVectors(texts, "read")) {
+    SCOPED_TRACE(row.trace() + ' ' + row.raw("json"));
+    const auto value = JSONDecoder().decode<std::optional<JSONValue>>(row.text("json"));
+    EXPECT_TRUE(!value || read(written(*value)) == *value);
+  }
+  for (const Vector& row : readVectors(texts, "refused")) {
+    SCOPED_TRACE(row.trace() + ' ' + row.raw("json"));
+    EXPECT_THROW(read(row.text("json")), DecodingError);
+  }
+}
+
+TEST(JSONValue, TakesEachTextForItsCase) {
+  const struct {
+    const char* json;
+    JSONValue value;
+    const char* written;
+  } rows[] = {
+      {"true", true, "true"},
+      {"1", 1, "1"},
+      {"1.0", 1.0, "1"},
+      {"-0", 0, "0"},
+      {"2.5E-1", 0.25, "0.25"},
+      {"9007199254740993", 9007199254740993, "9007199254740992"},
+      {R"("1")", "1", R"("1")"},
+      {R"("a\u0000\n")", std::string("a\0\n", 3), R"("a\u0000\n")"},
+      {"[]", JSONValue::array({}), "[]"},
+      {"{}", JSONValue::object({}), "{}"},
+      {R"([1,null,"x"])", JSONValue::array({1, std::nullopt, "x"}), R"([1,null,"x"])"},
+      {R"({"a":null,"b":{"c":[null]}})",
+       JSONValue::object({{"a", std::nullopt},
+                          {"b", JSONValue::object({{"c", JSONValue::array({std::nullopt})}})}}),
+       R"({"a":null,"b":{"c":[null]}})"},
+      {R"({"a":1,"a":2,"Å":3,"Å":4})", JSONValue::object({{"a", 1}, {"Å", 3}}), R"({"a":1,"Å":3})"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.json);
+    const JSONValue value = read(row.json);
+    EXPECT_EQ(value, row.value);
+    EXPECT_EQ(value.valueCase(), row.value.valueCase());
+    EXPECT_EQ(written(value), row.written);
+  }
+}
+
+TEST(JSONValue, IsNoNull) {
+  const auto error = thrown<JSONValue::JSONValueDecodingError>([] { read("null"); });
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->message, "could not decode a valid JSONValue");
+  EXPECT_EQ(JSONDecoder().decode<std::optional<JSONValue>>(Bytes("null")), std::nullopt);
+}
+
+TEST(JSONValue, IsEqualByCaseAndPayload) {
+  const auto object = [](const char* json) { return read(json); };
+  const struct {
+    JSONValue first;
+    JSONValue second;
+    bool areEqual;
+  } rows[] = {
+      {3, 3.0, true},
+      {true, 1, false},
+      {nan, nan, false},
+      {0.0, -0.0, true},
+      {"a", "A", false},
+      {"\u00e9", "e\u0301", true},
+      {"e", "e\u0301", false},
+      {"\u212b", "\u00c5", true},
+      {JSONValue::array({std::nullopt}), JSONValue::array({std::nullopt}), true},
+      {JSONValue::array({std::nullopt}), JSONValue::array({}), false},
+      {JSONValue::array({std::nullopt}), JSONValue::array({false}), false},
+      {JSONValue::array({1, 2}), JSONValue::array({2, 1}), false},
+      {JSONValue::array({}), JSONValue::object({}), false},
+      {object(R"({"a":1,"b":2})"), object(R"({"b":2,"a":1})"), true},
+      {object(R"({"a":1,"b":2})"), object(R"({"a":1,"c":2})"), false},
+      {object(R"({"a":null})"), object("{}"), false},
+      {object(R"({"a":null})"), object(R"({"a":0})"), false},
+      {object("{\"\u00e9\":[1]}"), object("{\"e\u0301\":[1]}"), true},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(written(row.first) + " and " + written(row.second));
+    EXPECT_EQ(row.first == row.second, row.areEqual);
+    EXPECT_EQ(row.second == row.first, row.areEqual);
+    EXPECT_EQ(row.first == JSONValue(row.first), written(row.first).front() != 'i');
+  }
+}
+
+TEST(JSONValue, IsRefusedWithItsPlaceWhereJSONCannotHoldIt) {
+  const JSONValue value =
+      JSONValue::object({{"a", JSONValue::array({1, JSONValue::object({{"b", nan}})})}});
+  EXPECT_EQ(written(value),
+            "invalidValue [a, Index 1, b] Unable to encode Double.nan directly in JSON.");
+  EXPECT_THAT(written(JSONValue::array({"ok", "\xff"})),
+              testing::StartsWith("invalidValue [Index 1]"));
+  EXPECT_THAT(written(JSONValue::object({{"\xff", 1}})),
+              testing::StartsWith("invalidValue [\xff]"));
+  EXPECT_EQ(JSONEncoder().encode(std::map<std::string, JSONValue>{{"m", true}}), R"({"m":true})");
+}
+
+TEST(JSONValue, MayBeAMillionLevelsDeep) {
+  constexpr int deep = 1'000'000;
+  const JSONValue value = nested(deep, "core");
+  JSONValue copy = value;
+  EXPECT_EQ(copy, value);
+  EXPECT_FALSE(copy == nested(deep, "other"));
+  EXPECT_EQ(written(copy).size(), deep / 2 * std::string("[]{\"k\":}").size() + 6);
+  copy = nested(deep, 1);
+  EXPECT_EQ(written(nested(3, nan)).substr(0, 27), "invalidValue [k, Index 0, k");
+  EXPECT_EQ(read(written(nested(512, 1))), nested(512, 1));
+}
+
+TEST(JSONValue, StopsAtAKeyThatALiteralRepeats) {
+  EXPECT_DEATH(JSONValue::object({{"a", 1}, {"a", 2}}), "duplicate keys");
+  EXPECT_DEATH(JSONValue::object({{"\u00e9", 1}, {"e\u0301", 1}}), "duplicate keys");
+}
+
+// Few members are searched one after the other, many by an index.
+TEST(JSONValueObject, FindsMembersByCanonicalEquivalence) {
+  for (const int others : {0, 3, 40}) {
+    SCOPED_TRACE(others);
+    Object object;
+    for (int i = 0; i < others; ++i) object.set("other" + std::to_string(i), i);
+    EXPECT_TRUE(object.emplace("\u00e9", 1));
+    EXPECT_FALSE(object.emplace("e\u0301", 2));
+    object.set("e\u0301", 3);
+    object.set("absent", std::nullopt);
+    const Object copy = std::get<0>(std::tuple(object));
+    ASSERT_NE(copy.find("e\u0301"), nullptr);
+    EXPECT_EQ(*copy.find("e\u0301"), JSONValue(3));
+    EXPECT_EQ(*copy.find("absent"), std::nullopt);
+    EXPECT_EQ(copy.find("e"), nullptr);
+    EXPECT_EQ(copy.size(), static_cast<std::size_t>(others) + 2);
+    EXPECT_EQ(copy.begin()[others].key, "\u00e9");
+  }
+}
+
+static_assert(!std::constructible_from<JSONValue, std::nullptr_t>);
+static_assert(!std::constructible_from<JSONValue, char>);
+static_assert(!std::constructible_from<JSONValue, const void*>);
+
+}  // namespace
+}  // namespace tarvex
