@@ -1,5 +1,5 @@
-// The keychain on this machine's disk: an item service on one encrypted database, which all
-// applications of a user share.
+// The keychain on this machine's disk: an item service on one encrypted database per
+// user, which all applications share.
 //
 //   keychain.db      the items
 //   keychain.db-wal  the latest changes, folded into it now and then and when the last
@@ -30,8 +30,8 @@ struct KeychainStoreOptions {
 
   // Asks for the passphrase; nothing or an empty text: the user gives none. When it is set
   // a new store opens by its passphrase only, otherwise by its key file. It is also called
-  // to open a store that has no other way. It must not use the keychain;
-  // what it throws comes out of the operation.
+  // to open a store that has no other way. It must not use the keychain; what it
+  // throws comes out of the operation.
   std::function<std::optional<std::string>()> passphrase = {};
 };
 
@@ -41,8 +41,9 @@ struct KeychainStoreOptions {
 // Beside the statuses of every item service its operations answer these, and then nothing has
 // changed:
 //
-//   errSecNotAvailable           no place for the folder, no key file, or a folder or file
-//                                that is a link, somebody else's, or readable by others
+//   errSecNotAvailable           no place for the folder, no key file, a file that is a
+//                                link, or a folder or file that is somebody else's or
+//                                readable by others
 //   errSecInteractionNotAllowed  it opens by a passphrase, and there is none
 //   errSecAuthFailed             the passphrase is wrong, or the key file another store's
 //   errSecInvalidKeychain        no store, one of a newer format, or a damaged one
