@@ -15,11 +15,6 @@ using Element = std::optional<JSONValue>;
 // More members than that are found by an index.
 constexpr std::size_t fewMembers = 16;
 
-bool areEqual(std::string_view first, std::string_view second) {
-  if (first == second) return true;
-  return !(isASCII(first) && isASCII(second)) && canonicallyEqual(first, second);
-}
-
 }  // namespace
 
 // The positions of the members, by the canonical forms of their keys.
@@ -66,7 +61,7 @@ std::optional<std::size_t> JSONValue::Object::position(std::string_view key) con
   const bool byBytes = hasOnlyASCII_ && isASCII(key);
   for (std::size_t i = 0; i < members_.size(); ++i) {
     const std::string& other = members_[i].key;
-    if (byBytes ? other == key : areEqual(other, key)) return i;
+    if (byBytes ? other == key : canonicallyEqual(other, key)) return i;
   }
   return std::nullopt;
 }
@@ -213,7 +208,7 @@ bool JSONValue::hasShapeOf(const JSONValue& other) const {
   switch (valueCase()) {
     case Case::boolean: return *get<bool>() == *other.get<bool>();
     case Case::number: return *get<double>() == *other.get<double>();
-    case Case::string: return areEqual(*get<std::string>(), *other.get<std::string>());
+    case Case::string: return canonicallyEqual(*get<std::string>(), *other.get<std::string>());
     default: return true;
   }
 }
