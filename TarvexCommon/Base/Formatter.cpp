@@ -1,9 +1,12 @@
 #include "TarvexCommon/Base/Formatter.h"
 
-#include <algorithm>
+#include <array>
+#include <bit>
 #include <chrono>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace tarvex {
 namespace {
@@ -11,84 +14,81 @@ namespace {
 using std::chrono::sys_days;
 using std::chrono::year_month_day;
 
-// Takes the parts of a text off its front; what is not there makes it fail.
-class Scanner {
- public:
-  explicit Scanner(std::string_view text) : rest_(text) {}
+// The form of a date and time without fraction and offset; a 0 stands for any digit.
+constexpr std::string_view form = "0000-00-00T00:00:00";
 
-  bool hasFailed() const { return failed_; }
-  bool isAtEnd() const { return rest_.empty(); }
+using Word = std::array<unsigned char, sizeof(std::uint64_t)>;
 
-  // Takes a character when it is the next one.
-  bool takes(char character) {
-    if (!rest_.starts_with(character)) return false;
-    rest_.remove_prefix(1);
-    return true;
-  }
-
-  void expect(char character) { failed_ = !takes(character) || failed_; }
-
-  // Takes so many digits, and their number when it is within the bounds.
-  int number(std::size_t digits, int low, int high) {
-    int value = 0;
-    for (; digits > 0; --digits) value = 10 * value + digit();
-    failed_ = failed_ || value < low || value > high;
-    return value;
-  }
-
-  // Takes one digit or more; returns the thousandths of which they are the beginning.
-  int thousandths() {
-    int value = 100 * digit();
-    for (int weight = 10; nextIsDigit(); weight /= 10) value += weight * digit();
-    return value;
-  }
-
- private:
-  bool nextIsDigit() const { return !rest_.empty() && rest_[0] >= '0' && rest_[0] <= '9'; }
-
-  int digit() {
-    if (!nextIsDigit()) {
-      failed_ = true;
-      return 0;
-    }
-    const int value = rest_[0] - '0';
-    rest_.remove_prefix(1);
-    return value;
-  }
-
-  std::string_view rest_;
-  bool failed_ = false;
-};
-
-// The rest reads "2024-03-05" and so on, as numbers of days, minutes, seconds.
-std::int64_t takeDays(Scanner& from) {
-  const std::chrono::year year(from.number(4, 1, 9999));
-  from.expect('-');
-  const std::chrono::month month(static_cast<unsigned>(from.number(2, 1, 12)));
-  from.expect('-');
-  if (from.hasFailed()) return 0;
-  const auto last = static_cast<unsigned>((year / month / std::chrono::last).day());
-  const auto day = static_cast<unsigned>(from.number(2, 1, static_cast<int>(last)));
-  return sys_days(year / month / std::chrono::day(day)).time_since_epoch().count();
+// Whether eight characters of the text at `at` have the form. A digit differs from '0' in bits
+// that are less than ten, a mark from itself in none; the limits take all else to the highest
+// bit of its byte.
+template <std::size_t at>
+bool hasFormAt(std::string_view text) {
+  constexpr auto word = [](auto byteFor) {
+    Word bytes;
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+      bytes[i] = static_cast<unsigned char>(byteFor(form[at + i]));
+    return std::bit_cast<std::uint64_t>(bytes);
+  };
+  constexpr std::uint64_t expected = word([](char c) { return c; });
+  constexpr std::uint64_t limits = word([](char c) { return c == '0' ? 0x80 - 10 : 0x80 - 1; });
+  std::uint64_t characters = 0;
+  std::memcpy(&characters, text.data() + at, sizeof characters);
+  const std::uint64_t difference = characters ^ expected;
+  return ((difference | (difference + limits)) & 0x8080808080808080) == 0;
 }
 
-std::int64_t takeMinutes(Scanner& from) {
-  const int hours = from.number(2, 0, 23);
-  from.expect(':');
-  return 60 * hours + from.number(2, 0, 59);
+bool hasForm(std::string_view text) {
+  return text.size() > form.size() && hasFormAt<0>(text) && hasFormAt<8>(text) &&
+         hasFormAt<form.size() - sizeof(Word)>(text);
 }
 
-std::int64_t takeSeconds(Scanner& from) {
-  const std::int64_t minutes = takeMinutes(from);
-  from.expect(':');
-  return 60 * minutes + from.number(2, 0, 59);
+bool isDigit(char character) { return character >= '0' && character <= '9'; }
+
+// Of two digits.
+int numberAt(std::string_view text, std::size_t at) {
+  return 10 * text[at] + text[at + 1] - 11 * '0';
 }
 
-std::int64_t takeOffset(Scanner& from) {
-  if (from.takes('Z')) return 0;
-  if (from.takes('-')) return -60 * takeMinutes(from);
-  from.expect('+');
-  return 60 * takeMinutes(from);
+// The date in front, in days; nothing for one that does not exist.
+std::optional<std::int64_t> daysOf(std::string_view text) {
+  const std::chrono::year year(100 * numberAt(text, 0) + numberAt(text, 2));
+  const std::chrono::month month(static_cast<unsigned>(numberAt(text, 5)));
+  const std::chrono::day day(static_cast<unsigned>(numberAt(text, 8)));
+  if (year < std::chrono::year(1) || !(year / month / day).ok()) return std::nullopt;
+  return sys_days(year / month / day).time_since_epoch().count();
+}
+
+// The time "07:08" at a place of the text; nothing for one that does not exist.
+std::optional<int> minutesAt(std::string_view text, std::size_t at) {
+  const int hours = numberAt(text, at);
+  const int minutes = numberAt(text, at + 3);
+  if (hours > 23 || minutes > 59) return std::nullopt;
+  return 60 * hours + minutes;
+}
+
+// The seconds of "Z" or "+01:30".
+std::optional<int> offsetOf(std::string_view text) {
+  if (text == "Z") return 0;
+  if (text.size() != std::string_view("+01:30").size() || text[3] != ':') return std::nullopt;
+  if (text[0] != '+' && text[0] != '-') return std::nullopt;
+  if (!isDigit(text[1]) || !isDigit(text[2]) || !isDigit(text[4]) || !isDigit(text[5])) {
+    return std::nullopt;
+  }
+  const auto minutes = minutesAt(text, 1);
+  if (!minutes) return std::nullopt;
+  return text[0] == '-' ? -60 * *minutes : 60 * *minutes;
+}
+
+// Takes the digits in front of the text off it; returns the thousandths that they stand for.
+int takeThousandths(std::string_view& text) {
+  int value = 0;
+  std::size_t digits = 0;
+  for (int weight = 100; digits < text.size() && isDigit(text[digits]); ++digits, weight /= 10) {
+    value += weight * (text[digits] - '0');
+  }
+  text.remove_prefix(digits);
+  return value;
 }
 
 constexpr std::int64_t dayInMilliseconds = 86'400'000;
@@ -104,30 +104,32 @@ std::int64_t millisecondsOf(Date date) {
   return exact < static_cast<double>(lastInstant) ? static_cast<std::int64_t>(exact) : lastInstant;
 }
 
-void append(std::string& text, std::int64_t number, std::size_t digits, char after) {
-  const std::size_t end = text.size() + digits;
-  text.resize(end);
-  for (std::size_t i = 1; i <= digits; ++i, number /= 10) {
-    text[end - i] = static_cast<char>('0' + number % 10);
-  }
-  text += after;
+// Writes the number with so many digits and what stands behind it; returns the next place.
+template <int digits>
+char* put(char* at, unsigned number, char after) {
+  for (int i = digits; i-- > 0; number /= 10) at[i] = static_cast<char>('0' + number % 10);
+  at[digits] = after;
+  return at + digits + 1;
 }
 
 }  // namespace
 
 std::optional<Date> ISO8601DateFormatter::date(std::string_view text) const {
-  Scanner from(text);
-  const std::int64_t days = takeDays(from);
-  from.expect('T');
-  std::int64_t seconds = 86'400 * days + takeSeconds(from);
-  std::int64_t thousandths = 0;
+  if (!hasForm(text)) return std::nullopt;
+  const auto days = daysOf(text);
+  const auto minutes = minutesAt(text, 11);
+  const int seconds = numberAt(text, 17);
+  std::string_view rest = text.substr(form.size());
+  int thousandths = 0;
   if ((formatOptions_ & withFractionalSeconds) != 0) {
-    from.expect('.');
-    thousandths = from.thousandths();
+    if (rest.size() < 2 || rest[0] != '.' || !isDigit(rest[1])) return std::nullopt;
+    rest.remove_prefix(1);
+    thousandths = takeThousandths(rest);
   }
-  seconds -= takeOffset(from);
-  if (from.hasFailed() || !from.isAtEnd()) return std::nullopt;
-  return Date::fromTimeIntervalSince1970(static_cast<double>(1000 * seconds + thousandths) / 1000);
+  const auto offset = offsetOf(rest);
+  if (!days || !minutes || seconds > 59 || !offset) return std::nullopt;
+  const std::int64_t instant = 86'400 * *days + std::int64_t{60} * *minutes + seconds - *offset;
+  return Date::fromTimeIntervalSince1970(static_cast<double>(1000 * instant + thousandths) / 1000);
 }
 
 std::string ISO8601DateFormatter::string(Date date) const {
@@ -135,17 +137,17 @@ std::string ISO8601DateFormatter::string(Date date) const {
   const sys_days day{
       std::chrono::days(firstInstant / dayInMilliseconds + instant / dayInMilliseconds)};
   const year_month_day calendar(day);
-  const std::int64_t inDay = instant % dayInMilliseconds;
-  std::string text;
-  append(text, static_cast<int>(calendar.year()), 4, '-');
-  append(text, static_cast<unsigned>(calendar.month()), 2, '-');
-  append(text, static_cast<unsigned>(calendar.day()), 2, 'T');
-  append(text, inDay / 3'600'000, 2, ':');
-  append(text, inDay / 60'000 % 60, 2, ':');
+  const auto inDay = static_cast<unsigned>(instant % dayInMilliseconds);
   const bool hasFraction = (formatOptions_ & withFractionalSeconds) != 0;
-  append(text, inDay / 1000 % 60, 2, hasFraction ? '.' : 'Z');
-  if (hasFraction) append(text, inDay % 1000, 3, 'Z');
-  return text;
+  std::array<char, std::string_view("2024-03-05T14:30:00.000Z").size()> text;
+  char* end = put<4>(text.data(), static_cast<unsigned>(static_cast<int>(calendar.year())), '-');
+  end = put<2>(end, static_cast<unsigned>(calendar.month()), '-');
+  end = put<2>(end, static_cast<unsigned>(calendar.day()), 'T');
+  end = put<2>(end, inDay / 3'600'000, ':');
+  end = put<2>(end, inDay / 60'000 % 60, ':');
+  end = put<2>(end, inDay / 1000 % 60, hasFraction ? '.' : 'Z');
+  if (hasFraction) end = put<3>(end, inDay % 1000, 'Z');
+  return {text.data(), end};
 }
 
 const ISO8601DateFormatter& Formatter::rfc3339() noexcept {
@@ -155,8 +157,8 @@ const ISO8601DateFormatter& Formatter::rfc3339() noexcept {
 }
 
 std::optional<Date> Date::fromRfc3339(std::string_view text) {
-  const auto date = Formatter::rfc3339().date(text);
-  return date ? date : ISO8601DateFormatter().date(text);
+  const bool hasFraction = text.size() > form.size() && text[form.size()] == '.';
+  return hasFraction ? Formatter::rfc3339().date(text) : ISO8601DateFormatter().date(text);
 }
 
 std::string Date::toRfc3339(Date date) { return Formatter::rfc3339().string(date); }

@@ -27,9 +27,9 @@ class TARVEX_EXPORT ISO8601DateFormatter {
   // other text, for days and times that do not exist and for leap seconds.
   std::optional<Date> date(std::string_view text) const;
 
-  // Returns the text of a date, rounded to the millisecond, or down to the second without
-  // fraction. Dates outside the years 0001 to 9999 are written as the nearest that is not, and
-  // one that is not a number as the first.
+  // Returns the text of a date, rounded to the millisecond; without fraction, what is left of
+  // the second is dropped then. Dates outside the years 0001 to 9999 are written as the nearest
+  // that is not, and one that is not a number as the first.
   std::string string(Date date) const;
 
  private:

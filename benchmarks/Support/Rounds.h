@@ -64,6 +64,11 @@ class Rounds {
     report(figure, 1e9 / median(nanoseconds_.at(name)), "1/s");
   }
 
+  // Of an operation that reads or writes so many bytes.
+  void reportThroughput(const char* figure, const std::string& name, std::size_t bytes) const {
+    report(figure, static_cast<double>(bytes) * 1e3 / median(nanoseconds_.at(name)), "MB/s");
+  }
+
  private:
   static void pin() {
     cpu_set_t cores;

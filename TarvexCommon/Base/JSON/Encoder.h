@@ -30,6 +30,7 @@
 #include "TarvexCommon/Base/Export.h"
 #include "TarvexCommon/Base/JSON/CodingError.h"
 #include "TarvexCommon/Base/JSON/CodingPlace.h"
+#include "TarvexCommon/Base/JSON/Output.h"
 #include "TarvexCommon/Base/JSON/Types.h"
 
 namespace tarvex {
@@ -119,7 +120,7 @@ class TARVEX_EXPORT StreamEncodingContainer {
 
   void beginArray() { begin('[', ']'); }
   void beginObject() { begin('{', '}'); }
-  // Ends what was begun last.
+  // Ends what was begun last; something has to be.
   void end();
 
   // `key` is borrowed until the next one of this object.
@@ -144,7 +145,7 @@ class TARVEX_EXPORT StreamEncodingContainer {
 
   void begin(char open, char close);
   void beginValue();
-  // Writes what `write` writes; what it refuses is refused with the place within the value.
+  // Calls `write`; an error that it throws gets the path inside this value.
   template <typename Write>
   void add(Write write);
 
@@ -173,7 +174,7 @@ class TARVEX_EXPORT Encoder {
   friend StreamEncodingContainer;
   friend struct JSONEncoder;
 
-  Encoder(std::string& json, const DateEncodingStrategy& dates) noexcept
+  Encoder(coding::Output& json, const DateEncodingStrategy& dates) noexcept
       : json_(&json), dates_(&dates) {}
   // An encoder for the same place, or for one inside `around`.
   struct Same {};
@@ -195,13 +196,14 @@ class TARVEX_EXPORT Encoder {
   void number(double value);
   void integer(std::int64_t value);
   void unsignedInteger(std::uint64_t value);
-  void text(std::string_view value);
+  void text(std::string_view value, char suffix = 0);  // 0: none
+  void specialText(std::string_view value, char suffix);
   void date(Date value);
   void begin();         // the value's one container
   void finish() const;  // the value has written itself
   [[noreturn]] void refuse(std::string_view why) const;
 
-  std::string* json_;
+  coding::Output* json_;
   const DateEncodingStrategy* dates_;
   coding::CodingPlace place_;
   bool hasBegun_ = false;
@@ -210,9 +212,10 @@ class TARVEX_EXPORT Encoder {
 template <typename Write>
 void EncodingContainer::add(Write write) {
   encoder_->orNothing([&] {
-    if (count_ > 0) *encoder_->json_ += ',';
+    if (count_ > 0) encoder_->json_->add(',');
     write();
     ++count_;
+    encoder_->json_->room(1);
   });
 }
 
@@ -222,7 +225,7 @@ void Encoder::orNothing(Write write) {
   try {
     write();
   } catch (...) {
-    json_->resize(start);
+    json_->cut(start);
     throw;
   }
 }
@@ -231,8 +234,7 @@ template <typename T>
 void KeyedEncodingContainer::encode(std::string_view key, const T& value) {
   add([&] {
     Encoder member(*encoder_, key);
-    member.text(key);
-    *member.json_ += ':';
+    member.text(key, ':');
     member.value(value);
   });
 }

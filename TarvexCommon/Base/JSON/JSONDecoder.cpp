@@ -4,7 +4,11 @@
 
 namespace tarvex {
 
-JSONDecoder::Parsed JSONDecoder::parse(Data json) {
+JSONDecoder::Parsed JSONDecoder::parse(Bytes json) {
+  return Parsed(new coding::JSONDocument(json));
+}
+
+JSONDecoder::Parsed JSONDecoder::parse(Data&& json) {
   return Parsed(new coding::JSONDocument(std::move(json)));
 }
 

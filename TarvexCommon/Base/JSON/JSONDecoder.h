@@ -30,14 +30,13 @@ struct TARVEX_EXPORT JSONDecoder {
   // not JSON, then what `T` throws while it reads itself.
   template <typename T>
   T decode(Bytes json) const {
-    return decode<T>(toData(json));
+    return read<T>(*parse(json));
   }
 
   // The same, without a copy when `json` has `spareCapacity` to spare.
   template <typename T>
   T decode(Data&& json) const {
-    const Parsed document = parse(std::move(json));
-    return Decoder(*document, dateDecodingStrategy).template value<T>();
+    return read<T>(*parse(std::move(json)));
   }
 
  private:
@@ -46,7 +45,13 @@ struct TARVEX_EXPORT JSONDecoder {
   };
   using Parsed = std::unique_ptr<coding::JSONDocument, Release>;
 
-  static Parsed parse(Data json);
+  static Parsed parse(Bytes json);
+  static Parsed parse(Data&& json);
+
+  template <typename T>
+  T read(const coding::JSONDocument& document) const {
+    return Decoder(document, dateDecodingStrategy).template value<T>();
+  }
 };
 
 }  // namespace tarvex

@@ -65,16 +65,26 @@ std::size_t nesting(std::string_view text) {
   return deepest;
 }
 
-// Gives every long integer an exponent: the parser then reads it as a double
-// where it would refuse it as too long for 64 bits.
-Data withLongIntegersAsDoubles(std::string_view text) {
+// Returns whether an integer may be there that is zero with a sign.
+bool mayHaveNegativeZero(std::string_view text) {
+  constexpr std::string_view goesOn = ".eE0123456789";
+  for (auto at = text.find("-0"); at < text.size(); at = text.find("-0", at + 2)) {
+    if (at + 2 == text.size() || goesOn.find(text[at + 2]) == std::string_view::npos) return true;
+  }
+  return false;
+}
+
+// Gives every long integer an exponent, and zero with a sign: the parser then reads it as a
+// double where it would refuse it as too long for 64 bits, or lose the sign.
+Data withDoublesForIntegers(std::string_view text) {
   Data result;
   const auto append = [&](std::string_view piece) {
     result.insert(result.end(), piece.begin(), piece.end());
   };
   const auto appendNumber = [&](std::string_view number) {
     append(number);
-    if (isTooLong<std::int64_t>(number) && isTooLong<std::uint64_t>(number)) append("e0");
+    const bool isLong = isTooLong<std::int64_t>(number) && isTooLong<std::uint64_t>(number);
+    if (isLong || number == "-0") append("e0");
   };
   forEachNumber(text, appendNumber, append);
   return result;
@@ -126,56 +136,69 @@ thread_local bool isEnding = false;
 struct IdleParser {
   ~IdleParser() { isEnding = true; }
 
-  std::unique_ptr<simdjson::dom::parser> parser;
+  std::unique_ptr<ParserWork> work;
 };
 thread_local IdleParser idle;
 
-// A parser for longer texts than this is not kept.
-constexpr std::size_t keptCapacity = 16384;
+// A parser for longer texts than this is not kept, nor is one whose text holds more memory.
+constexpr std::size_t keptCapacity = 131072;
 
 }  // namespace
 
 ParserLease::ParserLease() {
-  if (!isEnding) parser_ = std::move(idle.parser);
-  if (parser_ == nullptr) parser_ = std::make_unique<simdjson::dom::parser>();
+  if (!isEnding) work_ = std::move(idle.work);
+  if (work_ == nullptr) work_ = std::make_unique<ParserWork>();
 }
 
 ParserLease::~ParserLease() {
-  if (!isEnding && parser_->capacity() <= keptCapacity) idle.parser = std::move(parser_);
+  const std::size_t capacity = std::max(work_->parser.capacity(), work_->text.capacity() / 2);
+  if (!isEnding && capacity <= keptCapacity) idle.work = std::move(work_);
 }
 
-JSONDocument::JSONDocument(Data text) : text_(std::move(text)), size_(text_.size()) {
+JSONDocument::JSONDocument(Bytes text) : size_(text.size()) {
+  work_->text.reserve(size_ + JSONDecoder::spareCapacity);
+  work_->text.assign(text.begin(), text.end());
+  parse();
+}
+
+JSONDocument::JSONDocument(Data&& text) : size_(text.size()) {
+  work_->text = std::move(text);
+  parse();
+}
+
+void JSONDocument::parse() {
   auto error = parseDeep();
-  if (error == simdjson::NUMBER_ERROR) {
-    text_ = withLongIntegersAsDoubles(Bytes(std::span(text_).first(size_)).text());
-    size_ = text_.size();
+  if (error == simdjson::NUMBER_ERROR ||
+      (error == simdjson::SUCCESS && mayHaveNegativeZero(text()))) {
+    work_->text = withDoublesForIntegers(text());
+    size_ = work_->text.size();
     error = parseDeep();
   }
   if (error == simdjson::DEPTH_ERROR) refuse("Too many nested arrays or dictionaries.");
   if (error == simdjson::MEMALLOC) throw std::bad_alloc();
   if (error != simdjson::SUCCESS) refuse();
-  refuseUnderflow(Bytes(std::span(text_).first(size_)).text());
+  refuseUnderflow(text());
 }
 
 // The parser does not count an innermost container that is empty, so that its
 // own limit cannot tell 512 containers around a value from 513.
 simdjson::error_code JSONDocument::parseDeep() {
   const auto error = parse(maximumDepth);
-  const auto text = Bytes(std::span(text_).first(size_)).text();
-  if (error != simdjson::DEPTH_ERROR || nesting(text) > maximumDepth) return error;
+  if (error != simdjson::DEPTH_ERROR || nesting(text()) > maximumDepth) return error;
   return parse(maximumDepth + 1);
 }
 
 simdjson::error_code JSONDocument::parse(std::size_t depth) {
-  text_.resize(size_ + JSONDecoder::spareCapacity);
-  std::string_view body = Bytes(std::span(text_).first(size_)).text();
+  work_->text.resize(size_ + JSONDecoder::spareCapacity);
+  auto& parser = work_->parser;
+  std::string_view body = text();
   if (body.starts_with(byteOrderMark)) body.remove_prefix(byteOrderMark.size());
   if (body.empty()) return simdjson::EMPTY;
-  if (parser_->capacity() < body.size() || parser_->max_depth() != depth) {
-    if (const auto error = parser_->allocate(std::bit_ceil(body.size()), depth)) return error;
+  if (parser.capacity() < body.size() || parser.max_depth() != depth) {
+    if (const auto error = parser.allocate(std::bit_ceil(body.size()), depth)) return error;
   }
   simdjson::dom::element root;
-  const auto error = parser_->parse(body.data(), body.size(), false).get(root);
+  const auto error = parser.parse(body.data(), body.size(), false).get(root);
   if (error == simdjson::SUCCESS) root_ = nodeOf(root);
   return error;
 }

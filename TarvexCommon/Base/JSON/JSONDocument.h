@@ -14,8 +14,14 @@ namespace tarvex::coding {
 // Containers within containers that a document may have.
 inline constexpr std::size_t maximumDepth = 512;
 
-// A parser, and the document that it has parsed. Making one costs more than reading
-// a token, so each thread keeps one for its next text unless that was a long one.
+// A parser, the document that it has parsed, and the text with room for its padding.
+struct ParserWork {
+  simdjson::dom::parser parser;
+  Data text;
+};
+
+// Making a parser costs more than reading a token, so each thread keeps one for its next text
+// unless that was a long one.
 class ParserLease {
  public:
   ParserLease();
@@ -23,28 +29,30 @@ class ParserLease {
   ParserLease(const ParserLease&) = delete;
   ParserLease& operator=(const ParserLease&) = delete;
 
-  simdjson::dom::parser* operator->() const noexcept { return parser_.get(); }
+  ParserWork* operator->() const noexcept { return work_.get(); }
 
  private:
-  std::unique_ptr<simdjson::dom::parser> parser_;
+  std::unique_ptr<ParserWork> work_;
 };
 
 class JSONDocument {
  public:
-  // Parses `text` in its own memory where it has room for the parser's padding.
+  // Parses a copy of `text`, or `text` in its own memory where that has room for the padding.
   // Throws `DecodingError::dataCorrupted` for anything but one JSON value, and for a
   // number that a double cannot hold.
-  explicit JSONDocument(Data text);
+  explicit JSONDocument(Bytes text);
+  explicit JSONDocument(Data&& text);
 
   JSONNode root() const noexcept { return root_; }
 
  private:
+  void parse();
   simdjson::error_code parseDeep();
   simdjson::error_code parse(std::size_t depth);
+  std::string_view text() const { return Bytes(std::span(work_->text).first(size_)).text(); }
 
-  Data text_;
-  std::size_t size_;  // without padding
-  ParserLease parser_;
+  ParserLease work_;
+  std::size_t size_;  // of the text without padding
   JSONNode root_{};
 };
 

@@ -21,9 +21,9 @@ struct TARVEX_EXPORT JSONEncoder {
   // Throws `EncodingError`.
   template <typename T>
   std::string encode(const T& value) const {
-    std::string json;
+    coding::Output json;
     Encoder(json, dateEncodingStrategy).value(value);
-    return json;
+    return std::string(json.text());
   }
 };
 

@@ -15,7 +15,19 @@ Object objectOf(JSONNode node) noexcept { return elementOf(node).get_object().va
 auto elementAt(JSONNode position) noexcept { return std::bit_cast<Array::iterator>(position); }
 auto memberAt(JSONNode position) noexcept { return std::bit_cast<Object::iterator>(position); }
 
+std::uint64_t wordsBetween(auto begin, auto end) noexcept {
+  return std::bit_cast<JSONNode>(end).words[1] - std::bit_cast<JSONNode>(begin).words[1];
+}
+
 }  // namespace
+
+// A container has one word in front of its elements and one behind.
+std::size_t wordCount(JSONNode node) noexcept {
+  const auto element = elementOf(node);
+  if (element.is_array()) return 2 + wordsBetween(arrayOf(node).begin(), arrayOf(node).end());
+  if (element.is_object()) return 2 + wordsBetween(objectOf(node).begin(), objectOf(node).end());
+  return element.is_number() ? 2 : 1;
+}
 
 JSONElements::JSONElements(JSONNode array) noexcept
     : at_(std::bit_cast<JSONNode>(arrayOf(array).begin())),

@@ -19,6 +19,10 @@ struct JSONNode {
   std::array<std::uint64_t, 2> words;
 };
 
+// Returns how many words of the parsed document the value takes, at least one for each value
+// and key in it.
+TARVEX_EXPORT std::size_t wordCount(JSONNode node) noexcept;
+
 // Walks the elements of an array node.
 class TARVEX_EXPORT JSONElements {
  public:

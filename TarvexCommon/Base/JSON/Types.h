@@ -26,11 +26,11 @@ template <typename T, typename Less>
 inline constexpr bool isMap<std::map<std::string, T, Less>> = true;
 
 template <typename T>
-concept Integer = std::integral<T> && !std::same_as<T, bool>;
-
-template <typename T>
 inline constexpr bool isCharacter =
     std::same_as<T, char> || std::same_as<T, char8_t> || std::same_as<T, char16_t> ||
     std::same_as<T, char32_t> || std::same_as<T, wchar_t>;
+
+template <typename T>
+concept Integer = std::integral<T> && !std::same_as<T, bool> && !isCharacter<T>;
 
 }  // namespace tarvex::coding
