@@ -5,7 +5,6 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <set>
 
 #include "TarvexCommon/Platform/ItemFailure.h"
@@ -154,7 +153,11 @@ Database::Database(const std::string& path, int flags) : logPages_(std::make_uni
   ensureDone(code, made);
   openDatabases().all.insert(made);
   sqlite3_extended_result_codes(made, 1);
-  sqlite3_busy_timeout(made, static_cast<int>(std::chrono::milliseconds(patience).count()));
+  wait(patience);
+}
+
+void Database::wait(std::chrono::milliseconds limit) const {
+  sqlite3_busy_timeout(database_.get(), static_cast<int>(limit.count()));
 }
 
 // What a hostile file could make SQLite do is switched off; sorting happens in memory.
@@ -214,6 +217,35 @@ std::string Database::text(std::string_view sql) const {
   return row.next() ? std::string(row.bytes(0).text()) : "";
 }
 
+bool Database::isSound() const { return text("PRAGMA integrity_check(1)") == "ok"; }
+
+// All of it in one step: a reader sees one state, whatever others write meanwhile.
+Database Database::inMemory() const {
+  Database copy(":memory:", SQLITE_OPEN_READWRITE);
+  sqlite3* const to = copy.database_.get();
+  sqlite3_backup* const copying = sqlite3_backup_init(to, "main", database_.get(), "main");
+  if (copying == nullptr) throw ItemFailure{statusOfCode(sqlite3_errcode(to), to)};
+  const int code = sqlite3_backup_step(copying, -1);
+  sqlite3_backup_finish(copying);
+  if (code != SQLITE_DONE) throw ItemFailure{statusOfCode(code, database_.get())};
+  return copy;
+}
+
+Data Database::copy() const {
+  struct Free {
+    void operator()(unsigned char* bytes) const noexcept { sqlite3_free(bytes); }
+  };
+  sqlite3_int64 size = 0;
+  std::unique_ptr<unsigned char, Free> bytes;
+  {
+    const Database copied = inMemory();
+    ensure(copied.isSound(), errSecInvalidKeychain);
+    bytes.reset(sqlite3_serialize(copied.database_.get(), "main", &size, 0));
+  }
+  ensure(bytes != nullptr, errSecAllocate);
+  return {bytes.get(), bytes.get() + size};
+}
+
 void Database::foldLogOnClose(bool allowed) const {
   sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, allowed ? 0 : 1, nullptr);
 }
@@ -225,6 +257,12 @@ void Database::foldLog() const {
 }
 
 // A failure loses nothing: the log is read as before.
+void Database::foldLogSoon() const {
+  wait(std::chrono::seconds(1));
+  (void)statusOf([this] { foldLog(); });
+  wait(patience);
+}
+
 void Database::foldLongLog() const {
   if (*logPages_ < longLog) return;
   (void)sqlite3_wal_checkpoint_v2(database_.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr,

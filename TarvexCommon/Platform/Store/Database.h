@@ -5,6 +5,7 @@
 
 #include <sqlite3.h>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -115,12 +116,20 @@ class Database {
   std::int64_t integer(std::string_view sql) const;
   std::string text(std::string_view sql) const;
 
+  // Reads the structure of the whole file.
+  bool isSound() const;
+
+  // Returns the bytes of a file that holds what this one and its log hold now. Throws
+  // `errSecInvalidKeychain` when its structure is damaged.
+  Data copy() const;
+
   // Whether closing it may fold the log into the file; at first it may.
   void foldLogOnClose(bool allowed) const;
 
-  // Fold the log into the file: now, or when it has grown long. For who holds the lock of the
-  // writers.
+  // Fold the log into the file: now; if those who read let it within a second; or when it has
+  // grown long. For who holds the lock of the writers.
   void foldLog() const;
+  void foldLogSoon() const;
   void foldLongLog() const;
 
  private:
@@ -129,6 +138,9 @@ class Database {
   };
 
   Database(const std::string& path, int flags);
+
+  void wait(std::chrono::milliseconds limit) const;
+  Database inMemory() const;
 
   std::unique_ptr<int> logPages_;  // at an address that stays: SQLite writes to it
   std::unique_ptr<sqlite3, Release> database_;

@@ -1,5 +1,7 @@
 #include "TarvexCommon/Platform/Store/KeySlots.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "TarvexCommon/Base/Text.h"
@@ -9,8 +11,11 @@
 namespace tarvex {
 namespace {
 
-constexpr char fileKind[] = "file";
-constexpr char passphraseKind[] = "passphrase";
+constexpr KeySlot kinds[] = {KeySlot::file, KeySlot::passphrase};
+
+constexpr std::string_view nameOf(KeySlot kind) {
+  return kind == KeySlot::file ? "file" : "passphrase";
+}
 
 // What stretching costs in a new slot, and the most that an opened one may ask for, in KiB.
 constexpr std::int64_t newCost = 1 << 17;
@@ -51,18 +56,40 @@ KeySlots::KeySlots(const Database& database, Bytes storeID) : storeID_(toData(st
   }
 }
 
-void KeySlots::make(const Database& database, Bytes storeID, const SealingKey& master,
-                    const StoreFolder& folder, Passphrase& passphrase) {
-  Slot slot = {.kind = fileKind, .salt = {}, .cost = 0, .wrapped = {}};
-  if (!passphrase.canBeAskedFor()) {
+bool KeySlots::has(KeySlot kind) const {
+  return std::ranges::count(slots_, nameOf(kind), &Slot::kind) > 0;
+}
+
+std::vector<KeySlot> KeySlots::kinds() const {
+  std::vector<KeySlot> found;
+  std::ranges::copy_if(tarvex::kinds, std::back_inserter(found),
+                       [this](KeySlot kind) { return has(kind); });
+  return found;
+}
+
+KeySlots KeySlots::without(KeySlot kind) const {
+  KeySlots rest = *this;
+  std::erase_if(rest.slots_, [kind](const Slot& slot) { return slot.kind == nameOf(kind); });
+  return rest;
+}
+
+void KeySlots::add(KeySlot kind, const SealingKey& master, const Database& database,
+                   const StoreFolder& folder, Passphrase& passphrase) const {
+  Slot slot = {.kind = std::string(nameOf(kind)), .salt = {}, .cost = 0, .wrapped = {}};
+  if (kind == KeySlot::file) {
     makeKeyFile(folder);
   } else {
-    slot = {.kind = passphraseKind, .salt = randomBytes(16), .cost = newCost, .wrapped = {}};
+    slot.salt = randomBytes(16);
+    slot.cost = newCost;
   }
   const Sealer sealer(wrappingKey(slot, folder, passphrase));
-  slot.wrapped = sealer.seal(master.bytes(), contextOf(slot, storeID));
+  slot.wrapped = sealer.seal(master.bytes(), contextOf(slot));
   database.prepare("INSERT INTO slot VALUES (CAST(?1 AS TEXT), ?2, ?3, ?4)")
       .run(Bytes(slot.kind), slot.salt, slot.cost, slot.wrapped);
+}
+
+void KeySlots::remove(KeySlot kind, const Database& database) {
+  database.prepare("DELETE FROM slot WHERE kind = CAST(?1 AS TEXT)").run(Bytes(nameOf(kind)));
 }
 
 // A key file that is not there says less than a passphrase that is wrong.
@@ -81,23 +108,23 @@ SealingKey KeySlots::open(const StoreFolder& folder, Passphrase& passphrase) con
 
 SealingKey KeySlots::wrappingKey(const Slot& slot, const StoreFolder& folder,
                                  Passphrase& passphrase) {
-  if (slot.kind == fileKind) return keyInFile(folder);
-  ensure(slot.kind == passphraseKind, errSecNotAvailable);
+  if (slot.kind == nameOf(KeySlot::file)) return keyInFile(folder);
+  ensure(slot.kind == nameOf(KeySlot::passphrase), errSecNotAvailable);
   ensure(isPowerOfTwo(slot.cost) && slot.cost <= highestCost, errSecInvalidKeychain);
   ensure(!passphrase.text().empty(), errSecInteractionNotAllowed);
   return SealingKey::stretched(passphrase.text(), slot.salt, static_cast<std::uint64_t>(slot.cost));
 }
 
 SealingKey KeySlots::unwrapped(const Slot& slot, const SealingKey& key) const {
-  auto opened = Sealer(key).open(slot.wrapped, contextOf(slot, storeID_));
+  auto opened = Sealer(key).open(slot.wrapped, contextOf(slot));
   ensure(opened.has_value(), errSecAuthFailed);
   const Wiped master(std::move(*opened));
   ensure(master->size() == SealingKey::size, errSecInvalidKeychain);
   return SealingKey(*master);
 }
 
-Data KeySlots::contextOf(const Slot& slot, Bytes storeID) {
-  Data context = toData(storeID);
+Data KeySlots::contextOf(const Slot& slot) const {
+  Data context = storeID_;
   append(context, bigEndian(static_cast<std::uint64_t>(slot.cost)));
   append(context, slot.salt);
   append(context, slot.kind);

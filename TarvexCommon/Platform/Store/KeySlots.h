@@ -1,13 +1,13 @@
 // The slots of a store: its master key, wrapped once for each way to open it. Internal.
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "TarvexCommon/Platform/Sealing.h"
 #include "TarvexCommon/Platform/Store/Database.h"
+#include "TarvexCommon/Platform/Store/KeychainStore.h"
 #include "TarvexCommon/Platform/Store/StoreFolder.h"
 
 namespace tarvex {
@@ -20,9 +20,7 @@ inline constexpr char slotTable[] =
 // A passphrase that is asked for once, when it is needed.
 class Passphrase {
  public:
-  using Ask = std::function<std::optional<std::string>()>;
-
-  explicit Passphrase(Ask ask) : ask_(std::move(ask)) {}
+  explicit Passphrase(AskForPassphrase ask) : ask_(std::move(ask)) {}
 
   // Whether there is somebody to ask.
   bool canBeAskedFor() const { return static_cast<bool>(ask_); }
@@ -32,7 +30,7 @@ class Passphrase {
   std::string_view text();
 
  private:
-  Ask ask_;
+  AskForPassphrase ask_;
   std::optional<Wiped<std::string>> text_;
 };
 
@@ -41,11 +39,18 @@ class KeySlots {
   // Reads them, and nothing else.
   KeySlots(const Database& database, Bytes storeID);
 
-  // Wraps the master key of a new store: by the passphrase when it can be asked for, then
-  // throws `errSecInteractionNotAllowed` if there is none; otherwise by the key file. A key
-  // file that is there is used, not replaced: it may open a backup.
-  static void make(const Database& database, Bytes storeID, const SealingKey& master,
-                   const StoreFolder& folder, Passphrase& passphrase);
+  bool areNone() const { return slots_.empty(); }
+  bool has(KeySlot kind) const;
+  std::vector<KeySlot> kinds() const;  // of those that are known
+  KeySlots without(KeySlot kind) const;
+
+  // Wraps the master key once more. Throws `errSecInteractionNotAllowed` when there is no
+  // passphrase for it. A key file that is there is used, not replaced: it may open a backup.
+  void add(KeySlot kind, const SealingKey& master, const Database& database,
+           const StoreFolder& folder, Passphrase& passphrase) const;
+
+  // Removes the slot if there is one; its key file stays.
+  static void remove(KeySlot kind, const Database& database);
 
   // Returns the master key, by the first slot that opens. Throws what is most telling:
   // `errSecAuthFailed` for a wrong key, `errSecInteractionNotAllowed` for a passphrase that
@@ -66,7 +71,7 @@ class KeySlots {
 
   // What a master key is sealed with: the store's id, the cost in 8 bytes, big-endian, the
   // salt and the kind.
-  static Data contextOf(const Slot& slot, Bytes storeID);
+  Data contextOf(const Slot& slot) const;
 
   Data storeID_;
   std::vector<Slot> slots_;

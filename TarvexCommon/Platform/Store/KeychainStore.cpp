@@ -7,6 +7,7 @@
 
 #include "TarvexCommon/Platform/ItemKeeper.h"
 #include "TarvexCommon/Platform/Store/OpenStore.h"
+#include "TarvexCommon/Platform/Store/StoreAdministration.h"
 
 namespace tarvex {
 namespace {
@@ -50,10 +51,12 @@ class StoreKeeper {
     change([&](SealedItems& items) { items.remove(query); });
   }
 
+  const KeychainStoreOptions& options() const { return options_; }
+
   void check() {
     ensure(hasStore(options_), errSecNotAvailable);
     read([](OpenStore& store) {
-      ensure(store.isSound(), errSecInvalidKeychain);
+      ensure(store.database.isSound(), errSecInvalidKeychain);
       store.items->check();
     });
   }
@@ -77,29 +80,9 @@ class StoreKeeper {
   template <typename Operation>
   void change(const Operation& operation) {
     const std::shared_ptr<OpenStore> store = opened();
-    const FolderLock lock = store->folder.lock();
-    ensure(store->isInPlace(), errSecIO);  // replaced since: what is written would be lost
-    const DatabaseUse use;
-    guarded(*store, [&] {
-      Transaction transaction(store->transactions);
-      operation(*store->items);
-      transaction.commit();
-      store->database.foldLongLog();
-    });
-  }
-
-  // Looks at the whole file when something in it is wrong; a damaged one is left alone.
-  template <typename Operation>
-  static void guarded(OpenStore& store, const Operation& operation) {
-    ensure(!store.isDamaged, errSecInvalidKeychain);
-    try {
-      operation();
-    } catch (const ItemFailure& failure) {
-      const bool isSuspect = failure.status == errSecDecode && !store.isSound();
-      store.isDamaged = isSuspect || failure.status == errSecInvalidKeychain;
-      ensure(!store.isDamaged, errSecInvalidKeychain);
-      throw;
-    }
+    const StoreChange change(*store);
+    change.run([&] { operation(*store->items); });
+    store->database.foldLongLog();
   }
 
   std::shared_ptr<OpenStore> opened() {
@@ -132,6 +115,28 @@ ItemService KeychainStore::itemService() const { return itemServiceOf(keeper_); 
 
 OSStatus KeychainStore::check() const {
   return statusOf([this] { keeper_->check(); });
+}
+
+KeychainStoreStatus KeychainStore::status() const {
+  KeychainStoreStatus status;
+  status.answer = statusOf([&] { describe(keeper_->options(), status); });
+  return status;
+}
+
+OSStatus KeychainStore::addSlot(KeySlot slot, const AskForPassphrase& newPassphrase) const {
+  return statusOf([&] { tarvex::addSlot(keeper_->options(), slot, newPassphrase); });
+}
+
+OSStatus KeychainStore::changePassphrase(const AskForPassphrase& newPassphrase) const {
+  return statusOf([&] { tarvex::changePassphrase(keeper_->options(), newPassphrase); });
+}
+
+OSStatus KeychainStore::removeSlot(KeySlot slot) const {
+  return statusOf([&] { tarvex::removeSlot(keeper_->options(), slot); });
+}
+
+OSStatus KeychainStore::backup(const std::string& file) const {
+  return statusOf([&] { writeBackup(keeper_->options(), file); });
 }
 
 }  // namespace tarvex

@@ -4,35 +4,53 @@
 //   keychain.db      the items
 //   keychain.db-wal  the latest changes, folded into it now and then and when the last
 //                    process closes it; keychain.db-shm is their index
-//   keychain.key     what opens it, unless a passphrase does
+//   keychain.key     what opens it, unless only a passphrase does
 //   keychain.lock    held by whoever opens, changes or closes it
 //
 // Service, account and group of an item are keyed hashes, which show only what is equal; class
 // and synchronisation stand in clear; all else is sealed (AES-256-GCM). The master key lies in
-// the database wrapped, by the bytes of the key file or by a passphrase (scrypt). A change is
-// on the disk when its operation returns.
+// the database wrapped, in a slot for each way to open it: the bytes of the key file, a
+// passphrase (scrypt). A change is on the disk when its operation returns.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "TarvexCommon/Base/Export.h"
 #include "TarvexCommon/Platform/ItemService.h"
 
 namespace tarvex {
 
+// Asks for a passphrase; nothing or an empty text: the user gives none. It must not use the
+// keychain; what it throws comes out of the operation.
+using AskForPassphrase = std::function<std::optional<std::string>()>;
+
 struct KeychainStoreOptions {
   // Made when it is not there. When empty: $TARVEX_KEYCHAIN_DIR, or else
   // $XDG_DATA_HOME/tarvex, or else ~/.local/share/tarvex.
   std::string folder = {};
 
-  // Asks for the passphrase; nothing or an empty text: the user gives none. When it is set
-  // a new store opens by its passphrase only, otherwise by its key file. It is also called
-  // to open a store that has no other way. It must not use the keychain; what it
-  // throws comes out of the operation.
-  std::function<std::optional<std::string>()> passphrase = {};
+  // When it is set a new store opens by its passphrase only, otherwise by its key file. It is
+  // also called to open a store that has no other way.
+  AskForPassphrase passphrase = {};
+};
+
+// A way to open a store, which has one or both.
+enum class KeySlot { file, passphrase };
+
+// What a store tells without its key.
+struct KeychainStoreStatus {
+  OSStatus answer = errSecSuccess;  // why it tells no more, also success where there is no store
+  std::string folder = {};          // an absolute path
+  bool isThere = false;
+  std::int64_t bytes = 0;          // the database and its log
+  std::int64_t formatVersion = 0;  // 1 is the one that is read; 0 is no store's
+  std::int64_t itemCount = 0;
+  std::vector<KeySlot> slots = {};
 };
 
 // The first operation opens the store, and makes it where there is none. Any number of threads
@@ -43,8 +61,8 @@ struct KeychainStoreOptions {
 //
 //   errSecNotAvailable           no place for the folder, no key file, a file that is a
 //                                link, or a folder or file that is somebody else's or
-//                                readable by others
-//   errSecInteractionNotAllowed  it opens by a passphrase, and there is none
+//                                readable by others; no store, where none is made
+//   errSecInteractionNotAllowed  it opens by a passphrase, and there is none, or no new one
 //   errSecAuthFailed             the passphrase is wrong, or the key file another store's
 //   errSecInvalidKeychain        no store, one of a newer format, or a damaged one
 //   errSecDecode                 this item is damaged; others are not
@@ -52,6 +70,9 @@ struct KeychainStoreOptions {
 //   errSecDiskFull               no space left; reading goes on
 //   errSecIO                     the disk fails, or another process has held the lock for 10
 //                                seconds
+//   errSecDuplicateItem          there is such a slot, or a file where the backup is to be
+//   errSecItemNotFound           there is no such slot
+//   errSecParam                  it is the last slot; the backup has no file name
 class TARVEX_EXPORT KeychainStore {
  public:
   explicit KeychainStore(KeychainStoreOptions options = {});
@@ -61,8 +82,30 @@ class TARVEX_EXPORT KeychainStore {
 
   // Reads everything: the structure of the file, and each item. Returns `errSecSuccess`
   // when all of it is sound, `errSecDecode` when items are damaged, or why it cannot be read.
-  // Makes no store: where there is none the answer is `errSecNotAvailable`.
+  // Makes no store, nor do the operations below.
   OSStatus check() const;
+
+  // Asks for no passphrase.
+  KeychainStoreStatus status() const;
+
+  // Adds a way to open the store, which has to open by one that it has; then the new passphrase
+  // is asked for. A key file that is there without a slot is used, not replaced: it may open a
+  // backup. Those who have the store open go on using it, whatever becomes of the slots.
+  OSStatus addSlot(KeySlot slot, const AskForPassphrase& newPassphrase = {}) const;
+
+  // Replaces the passphrase in one step. The store has to open by the old one or its key file.
+  OSStatus changePassphrase(const AskForPassphrase& newPassphrase) const;
+
+  // Removes a way to open the store, which has to open by the other one, so that nobody is
+  // locked out. The key file goes with its slot. The master key stays: a backup still opens by
+  // the slots that it has.
+  OSStatus removeSlot(KeySlot slot) const;
+
+  // Writes the database as it is now to a new file, while others go on using it; asks for no
+  // passphrase. Put into an empty folder as keychain.db, beside the same keychain.key if it
+  // has that slot, it is the store. A damaged structure is refused; whether every item opens
+  // only `check` tells.
+  OSStatus backup(const std::string& file) const;
 
  private:
   std::shared_ptr<class StoreKeeper> keeper_;

@@ -1,15 +1,10 @@
 #include "TarvexCommon/Platform/Store/OpenStore.h"
 
-#include <algorithm>
-#include <array>
 #include <chrono>
 #include <filesystem>
 #include <string>
 #include <system_error>
 #include <utility>
-
-#include "TarvexCommon/Platform/ItemFailure.h"
-#include "TarvexCommon/Platform/Store/KeySlots.h"
 
 namespace tarvex {
 namespace {
@@ -36,7 +31,8 @@ void fillStore(const Database& database, const StoreFolder& folder, Passphrase& 
   database.setFormat(format);
   for (const char* table : {storeTable, slotTable, itemTable}) database.run(table);
   database.prepare("INSERT INTO store VALUES (?1)").run(id);
-  KeySlots::make(database, id, SealingKey::random(), folder, passphrase);
+  const KeySlot kind = passphrase.canBeAskedFor() ? KeySlot::passphrase : KeySlot::file;
+  KeySlots(database, id).add(kind, SealingKey::random(), database, folder, passphrase);
   transaction.commit();
 }
 
@@ -71,28 +67,50 @@ std::string ensuredStore(const StoreFolder& folder) {
   return path;
 }
 
-std::unique_ptr<OpenStore> openOrMakeLocked(const StoreFolder& folder, Passphrase& passphrase) {
-  if (!folder.has(storeFile)) makeStore(folder, passphrase);
-  return std::make_unique<OpenStore>(folder);
+// Opens the file of a store. Nobody folds its log before the store is open.
+Database openFile(const StoreFolder& folder) {
+  Database database(ensuredStore(folder));
+  database.foldLogOnClose(false);
+  ensure(database.format() == format && database.text(schemaOfFile) == schema(),
+         errSecInvalidKeychain);
+  return database;
+}
+
+Data idIn(const Database& database) {
+  Data id = toData(Bytes(database.text("SELECT id FROM store")));
+  ensure(id.size() == idSize, errSecInvalidKeychain);
+  return id;
+}
+
+using OwnedStore = std::unique_ptr<OpenStore, CloseStore>;
+
+// Opens it after `prepare`. Closing it takes lock and use itself.
+template <std::invocable Prepare>
+OwnedStore openLocked(const StoreFolder& folder, const Prepare& prepare) {
+  const FolderLock lock = folder.lock();
+  const DatabaseUse use;
+  prepare();
+  return OwnedStore(new OpenStore(folder));
 }
 
 }  // namespace
 
 OpenStore::OpenStore(StoreFolder itsFolder)
     : folder(std::move(itsFolder)),
-      database(ensuredStore(folder)),
+      database(openFile(folder)),
       transactions(database),
-      fileIdentity(folder.identityOf(storeFile)) {
-  database.foldLogOnClose(false);
-  ensure(database.format() == format && database.text(schemaOfFile) == schema(),
-         errSecInvalidKeychain);
-  id = toData(Bytes(database.text("SELECT id FROM store")));
-  ensure(id.size() == idSize, errSecInvalidKeychain);
-}
+      fileIdentity(folder.identityOf(storeFile)),
+      id(idIn(database)),
+      slots(database, id) {}
 
 bool OpenStore::isInPlace() const { return folder.identityOf(storeFile) == fileIdentity; }
 
-bool OpenStore::isSound() const { return database.text("PRAGMA integrity_check(1)") == "ok"; }
+SealingKey OpenStore::openItems(const KeySlots& by, Passphrase& passphrase) {
+  SealingKey master = by.open(folder, passphrase);
+  const DatabaseUse use;
+  items.emplace(database, master, id);
+  return master;
+}
 
 namespace {
 
@@ -121,33 +139,35 @@ void CloseStore::operator()(OpenStore* store) const noexcept {
 }
 
 bool hasStore(const KeychainStoreOptions& options) {
-  return std::ranges::any_of(std::array{storeFile, logFile}, [&](const std::string& name) {
-    std::error_code error;
-    const auto status = std::filesystem::symlink_status(options.folder + '/' + name, error);
-    return status.type() != std::filesystem::file_type::not_found;
-  });
+  std::error_code error;
+  const auto file = std::filesystem::symlink_status(options.folder + '/' + storeFile, error);
+  if (file.type() != std::filesystem::file_type::not_found) return true;
+  return !std::filesystem::is_empty(options.folder + '/' + logFile, error) && !error;
 }
 
-std::unique_ptr<OpenStore, CloseStore> openStore(const KeychainStoreOptions& options) {
+OwnedStore openStore(const KeychainStoreOptions& options) {
   const StoreFolder folder(options.folder);
   Passphrase passphrase(options.passphrase);
   // Asked before the lock is taken: nobody waits for the user.
   if (!folder.has(storeFile) && passphrase.canBeAskedFor()) {
     ensure(!passphrase.text().empty(), errSecInteractionNotAllowed);
   }
-  std::unique_ptr<OpenStore, CloseStore> store;
-  std::optional<KeySlots> slots;
-  {
-    const FolderLock lock = folder.lock();
-    const DatabaseUse use;
-    auto opened = openOrMakeLocked(folder, passphrase);
-    slots.emplace(opened->database, opened->id);
-    store.reset(opened.release());  // from here on closing takes lock and use itself
-  }
-  const SealingKey master = slots->open(folder, passphrase);
-  const DatabaseUse use;
-  store->items.emplace(store->database, master, store->id);
+  OwnedStore store = openLocked(folder, [&] {
+    if (!folder.has(storeFile)) makeStore(folder, passphrase);
+  });
+  store->openItems(store->slots, passphrase);
   return store;
+}
+
+OwnedStore openWithoutItems(const KeychainStoreOptions& options) {
+  ensure(hasStore(options), errSecNotAvailable);
+  const StoreFolder folder(options.folder);
+  return openLocked(folder, [&folder] { ensure(folder.has(storeFile), errSecInvalidKeychain); });
+}
+
+std::int64_t formatVersionIn(const StoreFolder& folder) {
+  const auto found = Database::formatOf(folder.pathOf(storeFile));
+  return found.application == format.application ? found.version : 0;
 }
 
 }  // namespace tarvex

@@ -1,10 +1,14 @@
 // An open store: its folder, its file and its items. Internal.
 #pragma once
 
+#include <concepts>
+#include <cstdint>
 #include <memory>
 #include <optional>
 
+#include "TarvexCommon/Platform/ItemFailure.h"
 #include "TarvexCommon/Platform/Store/Database.h"
+#include "TarvexCommon/Platform/Store/KeySlots.h"
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
 #include "TarvexCommon/Platform/Store/SealedItems.h"
 #include "TarvexCommon/Platform/Store/StoreFolder.h"
@@ -19,14 +23,15 @@ struct OpenStore {
   // Returns false when the file was removed, or is another one of the same name.
   bool isInPlace() const;
 
-  // Reads the structure of the whole file.
-  bool isSound() const;
+  // Gives it its items and returns its master key; throws what `KeySlots::open` does.
+  SealingKey openItems(const KeySlots& by, Passphrase& passphrase);
 
   const StoreFolder folder;
   const Database database;
   const TransactionStatements transactions;
   const std::optional<FileIdentity> fileIdentity;
-  Data id;  // the store's own, for life
+  const Data id;         // the store's own, for life
+  const KeySlots slots;  // when it was opened
   std::optional<SealedItems> items;
   bool isDamaged = false;
 };
@@ -42,5 +47,51 @@ bool hasStore(const KeychainStoreOptions& options);
 
 // Opens the store of a folder, which is made first where there is none.
 std::unique_ptr<OpenStore, CloseStore> openStore(const KeychainStoreOptions& options);
+
+// Opens the store of a folder without its items. Throws `errSecNotAvailable` where there is none.
+std::unique_ptr<OpenStore, CloseStore> openWithoutItems(const KeychainStoreOptions& options);
+
+// Returns the version of the format of the file in a folder, 0 when it is no store. Wants a
+// `DatabaseUse`.
+std::int64_t formatVersionIn(const StoreFolder& folder);
+
+// Runs an operation on an open store, within a `DatabaseUse`. Looks at the whole file when
+// something in it is wrong; a damaged one is left alone.
+template <std::invocable Operation>
+void guarded(OpenStore& store, const Operation& operation) {
+  ensure(!store.isDamaged, errSecInvalidKeychain);
+  try {
+    operation();
+  } catch (const ItemFailure& failure) {
+    const bool isSuspect = failure.status == errSecDecode && !store.database.isSound();
+    store.isDamaged = isSuspect || failure.status == errSecInvalidKeychain;
+    ensure(!store.isDamaged, errSecInvalidKeychain);
+    throw;
+  }
+}
+
+// While one lives nobody else changes the store, nor does another thread use it.
+class StoreChange {
+ public:
+  // Throws `errSecIO` when the file was replaced: what is written would be lost.
+  explicit StoreChange(OpenStore& store) : store_(store), lock_(store.folder.lock()) {
+    ensure(store.isInPlace(), errSecIO);
+  }
+
+  // Does all of it or nothing.
+  template <std::invocable Operation>
+  void run(const Operation& operation) const {
+    guarded(store_, [&] {
+      Transaction transaction(store_.transactions);
+      operation();
+      transaction.commit();
+    });
+  }
+
+ private:
+  OpenStore& store_;
+  FolderLock lock_;
+  DatabaseUse use_;
+};
 
 }  // namespace tarvex

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
@@ -34,6 +35,7 @@ OSStatus statusOfError(int error) {
     case ELOOP:
     case EISDIR:
     case ENAMETOOLONG: return errSecNotAvailable;
+    case EEXIST: return errSecDuplicateItem;
     case ENOSPC:
     case EDQUOT: return errSecDiskFull;
     case ENOMEM: return errSecAllocate;
@@ -64,6 +66,22 @@ void ensureOwn(const struct stat& found, mode_t kind) {
 void synchroniseFolder(const std::string& path) {
   const Descriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   ensureDone(folder.number() >= 0 && fsync(folder.number()) == 0);
+}
+
+// Puts bytes into a file and on the disk.
+void writeDurably(const Descriptor& file, Bytes bytes) {
+  while (!bytes.empty()) {
+    const auto count = ::write(file.number(), bytes.data(), bytes.size());
+    ensureDone(count > 0);
+    bytes = bytes.subspan(static_cast<std::size_t>(count));
+  }
+  ensureDone(fsync(file.number()) == 0);
+}
+
+// Not every file system can rename without replacing; those that cannot have links.
+bool renameUnlessThere(const std::string& from, const std::string& to) {
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  return errno == EINVAL && link(from.c_str(), to.c_str()) == 0 && unlink(from.c_str()) == 0;
 }
 
 // Makes a folder and those above it, each of them on the disk before what is in it.
@@ -159,11 +177,13 @@ void StoreFolder::makeEmpty(const std::string& name) const {
 void StoreFolder::write(const std::string& name, Bytes bytes) const {
   const std::string unfinished = name + ".new";
   const Descriptor file = openFile(unfinished, O_WRONLY | O_CREAT | O_TRUNC);
-  const auto count = ::write(file.number(), bytes.data(), bytes.size());
-  ensureDone(count >= 0);
-  ensure(count == std::ssize(bytes), errSecDiskFull);
-  ensureDone(fsync(file.number()) == 0);
-  rename(unfinished, name);
+  try {
+    writeDurably(file, bytes);
+    rename(unfinished, name);
+  } catch (const ItemFailure&) {
+    removeIfThere(unfinished);
+    throw;
+  }
 }
 
 void StoreFolder::rename(const std::string& from, const std::string& to) const {
@@ -172,7 +192,8 @@ void StoreFolder::rename(const std::string& from, const std::string& to) const {
 }
 
 void StoreFolder::removeIfThere(const std::string& name) const {
-  ensureDone(unlink(pathOf(name).c_str()) == 0 || errno == ENOENT);
+  if (unlink(pathOf(name).c_str()) == 0) return synchroniseFolder(path_);
+  ensureDone(errno == ENOENT);
 }
 
 FolderLock StoreFolder::lock(std::chrono::seconds limit) const {
@@ -185,6 +206,21 @@ bool FolderLock::tryLock() {
   if (flock(file_.number(), LOCK_EX | LOCK_NB) == 0) return true;
   ensureDone(errno == EWOULDBLOCK);
   return false;
+}
+
+void writeNewFile(const std::string& path, Bytes bytes) {
+  std::string unfinished = path + ".XXXXXX";
+  const Descriptor file(mkostemp(unfinished.data(), O_CLOEXEC));
+  ensureDone(file.number() >= 0);
+  try {
+    writeDurably(file, bytes);
+    ensureDone(renameUnlessThere(unfinished, path));
+    unfinished = path;
+    synchroniseFolder(std::filesystem::path(path).parent_path());
+  } catch (const ItemFailure&) {
+    unlink(unfinished.c_str());
+    throw;
+  }
 }
 
 std::string defaultStoreFolder() {

@@ -87,7 +87,7 @@ class StoreFolder {
   void write(const std::string& name, Bytes bytes) const;
 
   void rename(const std::string& from, const std::string& to) const;
-  void removeIfThere(const std::string& name) const;
+  void removeIfThere(const std::string& name) const;  // for good
 
   // Waits until nobody else holds the lock; throws `errSecIO` when that takes too long.
   FolderLock lock(std::chrono::seconds limit = patience) const;
@@ -97,6 +97,10 @@ class StoreFolder {
 
   std::string path_;
 };
+
+// Makes a file with these bytes, for this user only; nobody sees it half written, but under a
+// name with six more letters. Throws `errSecDuplicateItem` when there is anything of its name.
+void writeNewFile(const std::string& path, Bytes bytes);
 
 // Where the store lies unless the host says otherwise; empty when the environment does not
 // tell.

@@ -55,7 +55,7 @@ TEST_F(Processes, LoseNothingThatTheyWrite) {
     const WordStore store(folder);
     EXPECT_THAT(store.add(common), AnyOf(errSecSuccess, errSecDuplicateItem));
     ASSERT_EQ(store.add(own(number)), errSecSuccess);
-    while (steady_clock::now() < end) {
+    do {
       const std::string text = std::to_string(number) + ':' + std::to_string(++count);
       for (const std::string& words : {own(number), common}) {
         const auto begin = steady_clock::now();
@@ -65,7 +65,7 @@ TEST_F(Processes, LoseNothingThatTheyWrite) {
       ASSERT_EQ(store.add(own(number + 8)), errSecSuccess);
       ASSERT_EQ(store.remove(own(number + 8)), errSecSuccess);
       ASSERT_EQ(store.read(own(number)), text);
-    }
+    } while (steady_clock::now() < end);
   });
   const WordStore store(folder);
   std::multiset<std::string> last;

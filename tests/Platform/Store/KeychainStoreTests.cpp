@@ -1,7 +1,6 @@
 // What the keychain store keeps, refuses and notices.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <fstream>
@@ -11,11 +10,11 @@
 #include <tuple>
 
 #include "TarvexCommon/Platform/Memory/FixedClock.h"
-#include "TarvexCommon/Platform/Store/KeySlots.h"
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
 #include "tests/Support/ExampleKey.h"
 #include "tests/Support/InstalledServices.h"
 #include "tests/Support/Store.h"
+#include "tests/Support/StoreFiles.h"
 
 namespace tarvex {
 namespace {
@@ -30,39 +29,6 @@ const std::string invalid = std::to_string(errSecInvalidKeychain);
 const std::string mute = std::to_string(errSecInteractionNotAllowed);
 const std::string value = " v_Data='";
 const std::string all = " r_Attributes=true";
-
-// Runs statements on a database; returns the last text in a first column.
-std::string sql(const std::string& file, const std::string& statements) {
-  sqlite3* database = nullptr;
-  std::string text;
-  const auto keep = [](void* kept, int, char** columns, char**) {
-    *static_cast<std::string*>(kept) = columns[0];
-    return 0;
-  };
-  EXPECT_EQ(sqlite3_open(file.c_str(), &database), SQLITE_OK);
-  EXPECT_EQ(sqlite3_exec(database, statements.c_str(), keep, &text, nullptr), SQLITE_OK)
-      << sqlite3_errmsg(database);
-  sqlite3_close(database);
-  return text;
-}
-
-// Names, kinds, permissions and sums of all files but those that reading may leave.
-std::string snapshot(const TemporaryFolder& root) {
-  return root.run(
-      "find . ! -name '*-shm' ! -name keychain.lock ! '(' -name '*-wal' -size 0 ')' "
-      "-printf '%p %y %m %l\n' -type f -exec cksum {} ';' | sort");
-}
-
-// Gives the store another way to be opened, beside its key file.
-void addPassphrase(const std::string& path, const std::string& text) {
-  const StoreFolder folder(path);
-  Passphrase none({});
-  Passphrase given([&text] { return text; });
-  const DatabaseUse use;
-  const Database database(folder.pathOf("keychain.db"));
-  const Data id = toData(Bytes(database.text("SELECT id FROM store")));
-  KeySlots::make(database, id, KeySlots(database, id).open(folder, none), folder, given);
-}
 
 class Store : public StoreTest {
  protected:
@@ -245,7 +211,7 @@ const Opening openings[] = {
 
 TEST_F(Store, OpensByItsKeyFileOrItsPassphrase) {
   EXPECT_EQ(WordStore(folder).add("genp v_Data='v"), errSecSuccess);
-  addPassphrase(folder, "\u00E9");
+  EXPECT_EQ(WordStore(folder).store.addSlot(KeySlot::passphrase, [] { return "\u00E9"; }), 0);
   for (const Opening& row : openings) {
     SCOPED_TRACE(row.name);
     root.run("cd keychain; " + std::string(row.commands));
