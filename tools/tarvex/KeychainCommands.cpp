@@ -1,0 +1,137 @@
+// keychain status, check, backup, slot add, slot change, slot remove.
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Store.h"
+#include "Terminal.h"
+#include "Tool.h"
+
+namespace tool {
+namespace {
+
+using tarvex::JSONValue;
+using tarvex::KeySlot;
+
+std::string nameOf(KeySlot slot) { return slot == KeySlot::file ? "file" : "passphrase"; }
+
+KeySlot slotOf(const std::string& name) {
+  return name == "file" ? KeySlot::file : KeySlot::passphrase;
+}
+
+bool status(const Tool& tool) {
+  const auto status = store(tool).status();
+  require(status.answer);
+  if (!status.isThere) {
+    tool.print(JSONValue::object({{"folder", status.folder}, {"exists", false}}),
+               status.folder + ": no keychain yet");
+    return true;
+  }
+  std::vector<JSONValue::Element> slots;
+  std::string names;
+  for (const KeySlot slot : status.slots) {
+    slots.emplace_back(nameOf(slot));
+    names += (names.empty() ? "" : ", ") + nameOf(slot);
+  }
+  tool.print(JSONValue::object({{"folder", status.folder},
+                                {"exists", true},
+                                {"items", status.itemCount},
+                                {"bytes", status.bytes},
+                                {"format", status.formatVersion},
+                                {"slots", JSONValue::array(slots)}}),
+             "folder    " + status.folder + "\nitems     " + std::to_string(status.itemCount) +
+                 "\nbytes     " + std::to_string(status.bytes) + "\nformat    " +
+                 std::to_string(status.formatVersion) + "\nopens by  " + names);
+  return true;
+}
+
+bool check(const Tool& tool) {
+  require(store(tool).check());
+  tool.print(JSONValue::object({{"sound", true}}), "sound");
+  return true;
+}
+
+bool backup(const Tool& tool, const std::string& file) {
+  const auto from = store(tool);
+  require(from.backup(file));
+  if (hasSlot(from.status(), KeySlot::file)) {
+    std::fputs("tarvex: the copy opens by the key file too: keep keychain.key apart from it\n",
+               stderr);
+  }
+  return true;
+}
+
+std::optional<std::string> typedPassphrase() {
+  auto first = askTerminal("New passphrase");
+  if (!first) throw BadInput("there is no terminal: give --new-passphrase-file");
+  if (askTerminal("Again") != first) throw BadInput("the passphrases differ");
+  return first;
+}
+
+struct SlotOptions {
+  std::string slot;
+  std::string newPassphraseFile;
+};
+
+tarvex::AskForPassphrase newPassphrase(const SlotOptions& options) {
+  return [&file = options.newPassphraseFile] {
+    return file.empty() ? typedPassphrase() : firstLine(file);
+  };
+}
+
+bool addSlot(const Tool& tool, const SlotOptions& options) {
+  require(store(tool).addSlot(slotOf(options.slot), newPassphrase(options)));
+  return true;
+}
+
+bool changeSlot(const Tool& tool, const SlotOptions& options) {
+  require(store(tool).changePassphrase(newPassphrase(options)));
+  return true;
+}
+
+bool removeSlot(const Tool& tool, const SlotOptions& options) {
+  const auto status = store(tool).removeSlot(slotOf(options.slot));
+  if (status == tarvex::errSecParam) throw BadInput("it is the last way to open the keychain");
+  require(status);
+  return true;
+}
+
+}  // namespace
+
+void addKeychainCommands(Tool& tool) {
+  auto* group = addGroup(tool.app, "keychain", "Inspect and maintain the keychain");
+  tool.command(*group, "status", "Show its folder, size and key slots",
+               [&tool] { return status(tool); });
+  tool.command(*group, "check", "Verify the integrity of everything in it",
+               [&tool] { return check(tool); });
+  const auto file = std::make_shared<std::string>();
+  tool.command(*group, "backup", "Write a consistent copy of it",
+               [&tool, file] { return backup(tool, *file); })
+      ->add_option("FILE", *file, "A file that is not there yet")
+      ->required();
+
+  auto* slots = addGroup(*group, "slot", "Key slots: what opens the keychain");
+  const auto options = std::make_shared<SlotOptions>();
+  const auto addCommand = [&](const char* name, const char* description, auto run,
+                              const std::vector<std::string>& names) {
+    auto* command = tool.command(*slots, name, description,
+                                 [&tool, options, run] { return run(tool, *options); });
+    command->add_option("SLOT", options->slot, "passphrase or file")
+        ->required()
+        ->check(CLI::IsMember(names));
+    return command;
+  };
+  const auto takesPassphrase = [&](CLI::App* command) {
+    command
+        ->add_option("--new-passphrase-file", options->newPassphraseFile,
+                     "File with the new passphrase (- for stdin); otherwise it is typed")
+        ->type_name("FILE");
+  };
+  takesPassphrase(addCommand("add", "Add a key slot", addSlot, {"passphrase", "file"}));
+  takesPassphrase(addCommand("change", "Replace the passphrase", changeSlot, {"passphrase"}));
+  addCommand("remove", "Remove a key slot; the last one stays", removeSlot, {"passphrase", "file"});
+}
+
+}  // namespace tool

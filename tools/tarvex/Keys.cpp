@@ -1,0 +1,31 @@
+#include "Keys.h"
+
+#include "TarvexCommon/Crypto/KeyFormats.h"
+#include "Terminal.h"
+
+namespace tool {
+
+using tarvex::Crypto::ECDSA;
+
+ECDSA keyPair(const Tool& tool, const std::string& label) {
+  tool.openKeychain();
+  try {
+    return ECDSA(label, tarvex::Crypto::Hash::sha256, tarvex::Crypto::Curve::p256,
+                 tarvex::kSecKeyAlgorithmECDSASignatureMessageX962SHA256);
+  } catch (const tarvex::CryptoError& error) {
+    if (error.message() == tarvex::SecCopyErrorMessageString(tarvex::errSecItemNotFound)) {
+      throw NotFound("there is no key pair \"" + label + '"');
+    }
+    throw Failure(error.what());
+  }
+}
+
+ECDSA publicKeyOfFile(const std::string& path) {
+  try {
+    return ECDSA({.pubKey = tarvex::Crypto::KeyFormats::readKey(readFile(path)).pubKey});
+  } catch (const tarvex::KeyFormatError& error) {
+    throw BadInput(path + ": " + error.what());
+  }
+}
+
+}  // namespace tool

@@ -1,0 +1,187 @@
+#include "Terminal.h"
+
+#include <bsd/readpassphrase.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "Tool.h"
+
+namespace tool {
+namespace {
+
+std::string reason() { return std::strerror(errno); }
+
+// A file that is closed, unless it is stdin.
+class Input {
+ public:
+  explicit Input(const std::string& path)
+      : descriptor_(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+    if (descriptor_ < 0) throw BadInput(path + ": " + reason());
+  }
+  Input(const Input&) = delete;
+  Input& operator=(const Input&) = delete;
+  ~Input() {
+    if (descriptor_ != STDIN_FILENO) close(descriptor_);
+  }
+
+  int descriptor() const { return descriptor_; }
+
+ private:
+  int descriptor_;
+};
+
+// Returns how many bytes were read; 0 at the end.
+std::size_t readSome(int from, char* to, std::size_t size) {
+  ssize_t count = 0;
+  do count = read(from, to, size);
+  while (count < 0 && errno == EINTR);
+  if (count < 0) throw BadInput("reading failed: " + reason());
+  return static_cast<std::size_t>(count);
+}
+
+}  // namespace
+
+void write(std::string_view text) {
+  const bool isWritten = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+  if (!isWritten) throw Failure("writing failed: " + reason());
+}
+
+void writeLine(std::string_view line) {
+  write(line);
+  write("\n");
+}
+
+tarvex::Data readFile(const std::string& path) {
+  const Input input(path);
+  tarvex::Data content;
+  std::array<char, 65536> piece;
+  while (const std::size_t size = readSome(input.descriptor(), piece.data(), piece.size())) {
+    content.insert(content.end(), piece.data(), piece.data() + size);
+  }
+  return content;
+}
+
+std::string firstLine(const std::string& path) {
+  const Input input(path);
+  std::string line;
+  for (char c = 0; readSome(input.descriptor(), &c, 1) == 1 && c != '\n';) line += c;
+  if (line.ends_with('\r')) line.pop_back();
+  return line;
+}
+
+std::string printable(std::string_view text) {
+  std::string result;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7f) {
+      constexpr std::string_view hex = "0123456789abcdef";
+      result.append("\\x") += hex[byte >> 4];
+      result += hex[byte & 15];
+    } else {
+      result += c;
+    }
+  }
+  return result;
+}
+
+std::string_view trimmed(std::string_view text) {
+  constexpr std::string_view white = " \t\r\n";
+  text.remove_prefix(std::min(text.find_first_not_of(white), text.size()));
+  while (!text.empty() && white.find(text.back()) != std::string_view::npos) text.remove_suffix(1);
+  return text;
+}
+
+std::string readSecret(const std::string& prompt) {
+  if (isatty(STDIN_FILENO) == 1) {
+    if (auto typed = askTerminal(prompt)) return *std::move(typed);
+    throw BadInput("there is no terminal to type at");
+  }
+  const tarvex::Data content = readFile("-");
+  std::string_view text = tarvex::Bytes(content).text();
+  if (text.ends_with('\n')) text.remove_suffix(1);
+  if (text.ends_with('\r')) text.remove_suffix(1);
+  return std::string(text);
+}
+
+std::optional<std::string> askTerminal(const std::string& prompt) {
+  std::array<char, 4096> typed;
+  const char* answer =
+      readpassphrase((prompt + ": ").c_str(), typed.data(), typed.size(), RPP_REQUIRE_TTY);
+  std::optional<std::string> result;
+  if (answer != nullptr) result = answer;
+  explicit_bzero(typed.data(), typed.size());
+  return result;
+}
+
+// Whoever waits for the answers to what was read gets them first.
+bool Lines::fill() {
+  std::fflush(stdout);
+  buffer_.erase(0, at_);
+  at_ = 0;
+  std::array<char, 65536> piece;
+  const std::size_t size = readSome(STDIN_FILENO, piece.data(), piece.size());
+  buffer_.append(piece.data(), size);
+  return size > 0;
+}
+
+std::size_t Lines::findEnd(bool& isTooLong) {
+  std::size_t searched = 0;
+  for (;;) {
+    const std::size_t end = buffer_.find('\n', at_ + searched);
+    if (end != std::string::npos) return end;
+    if (buffer_.size() - at_ > longest) {
+      isTooLong = true;
+      at_ = buffer_.size();
+    }
+    searched = buffer_.size() - at_;
+    if (!fill()) return buffer_.size();
+  }
+}
+
+Lines::Kind Lines::next(std::string& line) {
+  bool isTooLong = false;
+  const std::size_t end = findEnd(isTooLong);
+  if (end == buffer_.size() && end == at_ && !isTooLong) return Kind::end;
+  isTooLong = isTooLong || end - at_ > longest;
+  line.assign(buffer_, at_, end - at_);
+  at_ = std::min(end + 1, buffer_.size());
+  if (line.ends_with('\r')) line.pop_back();
+  return isTooLong ? Kind::tooLong : Kind::line;
+}
+
+Progress::Progress(std::string title, std::size_t whole)
+    : title_(std::move(title)),
+      whole_(whole),
+      isShown_(isatty(STDERR_FILENO) == 1 && isatty(STDOUT_FILENO) != 1) {}
+
+Progress::~Progress() {
+  if (!isShown_) return;
+  draw();
+  std::fputc('\n', stderr);
+}
+
+void Progress::advance() {
+  ++done_;
+  if (!isShown_ || Clock::now() - drawn_ < std::chrono::milliseconds(100)) return;
+  drawn_ = Clock::now();
+  draw();
+}
+
+void Progress::draw() const {
+  if (whole_ == 0) {
+    std::fprintf(stderr, "\r%s: %zu", title_.c_str(), done_);
+    return;
+  }
+  constexpr std::size_t width = 40;
+  const std::size_t full = std::min(done_, whole_) * width / whole_;
+  std::fprintf(stderr, "\r%s [%-40s] %zu/%zu", title_.c_str(), std::string(full, '#').c_str(),
+               done_, whole_);
+}
+
+}  // namespace tool

@@ -1,0 +1,78 @@
+// The command-line tool. Every command is built on the public headers of the library.
+
+#include <cstdio>
+#include <exception>
+
+#include "TarvexCommon/Base/JSON/CodingError.h"
+#include "TarvexCommon/Crypto/CryptoError.h"
+#include "TarvexCommon/JWT/JWTError.h"
+#include "TarvexCommon/Keychain/KeychainError.h"
+#include "Terminal.h"
+#include "Tool.h"
+
+namespace {
+
+using tool::ExitStatus;
+
+void addGlobalOptions(tool::Tool& tool) {
+  auto& app = tool.app;
+  app.require_subcommand(1);
+  app.set_version_flag("--version", TARVEX_VERSION);
+  app.add_flag("--json", tool.json, "Print the answer, where there is one, as a line of JSON");
+  app.add_option("--keychain-dir", tool.keychainDir, "Folder of the keychain")
+      ->envname("TARVEX_KEYCHAIN_DIR")
+      ->type_name("DIR");
+  app.add_option("--team-prefix", tool.teamPrefix, "Prefix of the team, such as ABCDE12345.")
+      ->envname("TARVEX_TEAM_PREFIX")
+      ->type_name("PREFIX");
+  app.add_option("--identifier", tool.identifier, "Act as the application of this identifier")
+      ->capture_default_str()
+      ->type_name("ID");
+  app.add_option("--passphrase-file", tool.passphraseFile,
+                 "File with the passphrase of the keychain (- for stdin)")
+      ->type_name("FILE");
+}
+
+int end(ExitStatus status, const char* text) {
+  std::fprintf(stderr, "tarvex: %s\n", tool::printable(text).c_str());
+  return static_cast<int>(status);
+}
+
+int run(const tool::Tool& tool) {
+  try {
+    tool.start();
+    const bool isYes = tool.chosen();
+    if (std::fflush(stdout) != 0) throw tool::Failure("writing failed");
+    return static_cast<int>(isYes ? ExitStatus::success : ExitStatus::negative);
+  } catch (const tool::NotFound& error) {
+    return end(ExitStatus::negative, error.what());
+  } catch (const tool::BadInput& error) {
+    return end(ExitStatus::badInput, error.what());
+  } catch (const tarvex::JWTError& error) {
+    return end(ExitStatus::badInput, error.what());
+  } catch (const tarvex::DecodingError& error) {
+    return end(ExitStatus::badInput, error.what());
+  } catch (const tarvex::EncodingError& error) {
+    return end(ExitStatus::badInput, error.what());
+  } catch (const std::exception& error) {
+    return end(ExitStatus::failure, error.what());
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  tool::Tool tool;
+  addGlobalOptions(tool);
+  tool::addKeyCommands(tool);
+  tool::addTokenCommands(tool);
+  tool::addSecretCommands(tool);
+  tool::addKeychainCommands(tool);
+  tool::addTextCommands(tool);
+  try {
+    tool.app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return tool.app.exit(error) == 0 ? 0 : static_cast<int>(ExitStatus::badInput);
+  }
+  return run(tool);
+}
