@@ -4,7 +4,13 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 
-# Strict warnings, hidden symbols, source positions relative to the project.
+# Whether linker and loader look by themselves where the library is installed.
+if(CMAKE_INSTALL_FULL_LIBDIR IN_LIST CMAKE_CXX_IMPLICIT_LINK_DIRECTORIES)
+  set(TARVEX_IN_SYSTEM TRUE)
+endif()
+
+# Strict warnings, hidden symbols, source positions relative to the project. To be called
+# when the target has its sources.
 function(tarvex_configure target)
   target_compile_features(${target} PUBLIC cxx_std_20)
   set_target_properties(${target} PROPERTIES
@@ -12,12 +18,41 @@ function(tarvex_configure target)
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion
     $<$<BOOL:${TARVEX_WARNINGS_AS_ERRORS}>:-Werror>
-    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -fno-semantic-interposition)
+  tarvex_unite(${target})
 endfunction()
 
-# A program of the project's own, built on the library.
+# With CMAKE_UNITY_BUILD the sources of a folder are compiled as one, but for those with
+# SKIP_UNITY_BUILD_INCLUSION, where names clash. "UnifiedSource" in its name has clang's analyser
+# take them for sources, not for headers.
+function(tarvex_unite target)
+  set_target_properties(${target} PROPERTIES UNITY_BUILD_MODE GROUP
+    UNITY_BUILD_CODE_BEFORE_INCLUDE "// NOLINTNEXTLINE(bugprone-suspicious-include)")
+  get_target_property(sources ${target} SOURCES)
+  foreach(source IN LISTS sources)
+    cmake_path(GET source PARENT_PATH folder)
+    string(REPLACE / "" group "UnifiedSource${folder}")
+    set_source_files_properties(${source} PROPERTIES UNITY_GROUP ${group})
+  endforeach()
+endfunction()
+
+# A program of the project's own, built on the library. Installed, it finds the library
+# relative to itself, or where the system looks.
 function(tarvex_program target)
   add_executable(${target} ${ARGN})
   tarvex_configure(${target})
   target_link_libraries(${target} PRIVATE TarvexCommon::TarvexCommon)
+  if(TARVEX_BUILD_SHARED AND NOT TARVEX_IN_SYSTEM)
+    file(RELATIVE_PATH library ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+    set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${library}")
+  endif()
+endfunction()
+
+# Compresses `file` to `name` in the binary folder, to the same bytes in each build.
+function(tarvex_compress file name)
+  set(compressed ${CMAKE_CURRENT_BINARY_DIR}/${name})
+  add_custom_command(OUTPUT ${compressed}
+    COMMAND gzip -9nc ${CMAKE_CURRENT_SOURCE_DIR}/${file} > ${compressed}
+    DEPENDS ${file} VERBATIM)
+  add_custom_target(compress-${name} ALL DEPENDS ${compressed})
 endfunction()
