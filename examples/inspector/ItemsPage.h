@@ -44,7 +44,8 @@ class ItemsPage : public QWidget {
     return secrets_.at(static_cast<std::size_t>(table_->currentRow()));
   }
 
-  // Shows what goes wrong, or how many secrets there are when nothing does.
+  // Shows what goes wrong, or how many secrets there are when nothing does; returns whether
+  // nothing does.
   template <typename Operation>
   bool attempt(const Operation& operation);
 

@@ -84,6 +84,7 @@ TEST(Tool, ConvertsTexts) {
                          {"date parse 2023-02-29T00:00:00Z", "", 2, ""},
                          {"date format 1709622489.5", "", 0, "2024-03-05T07:08:09.500Z\n"},
                          {"date format nan", "", 2, ""},
+                         {"date format ''", "", 2, ""},
                          {"date format", "", 2, ""},
                          {"base64url to", "\xFB\xFF?", 0, "-_8_\n"},
                          {"base64url from", " -_8_\n", 0, "\xFB\xFF\\?"},
@@ -105,6 +106,7 @@ TEST(Tool, MakesAndShowsKeys) {
                     {"key show three", "", 1, ""},
                     {"key show one --format der", "", 2, ""},
                     {"key create ''", "", 2, ""},
+                    {"key create \"$(printf 'b\\377')\"", "", 2, ""},
                     {"--keychain-dir /dev/null/no key list", "", 3, ""}});
   EXPECT_THAT(tool("key show one").out, StartsWith("-----BEGIN PUBLIC KEY-----\n"));
   EXPECT_EQ(tool("key show one --format raw").out.size(), 65U);
@@ -165,6 +167,8 @@ TEST(Tool, IssuesAndVerifiesTokens) {
                     {"token issue --key three --sub a", "", 1, ""},
                     {"token issue --key one --sub a --expires-in nan", "", 2, ""},
                     {"token issue --key one --sub a --exp -1", "", 2, ""},
+                    {"token issue --key one --sub a --expires-in ''", "", 2, ""},
+                    {"token verify x --batch --key one", "", 2, ""},
                     {"token issue --key one --sub a --priv docs", "", 2, ""},
                     {"token show abc", "", 2, ""}});
 }
@@ -190,6 +194,7 @@ TEST(Tool, KeepsSecrets) {
                     {"--team-prefix A. secret set password", "x", 2, ""},
                     {"--team-prefix A. secret set pin --user a", "x", 2, ""},
                     {"secret get password --user alice", "", 2, ""},
+                    {"secret list", "", 2, ""},
                     {"--team-prefix A. secret get password --user alice", "", 1, ""}});
   EXPECT_EQ(tool(team + "secret remove password --user alice").status, 0);
   EXPECT_EQ(tool(team + "secret remove password --user alice").status, 1);

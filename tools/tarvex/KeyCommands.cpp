@@ -5,6 +5,7 @@
 
 #include "Keys.h"
 #include "TarvexCommon/Base/JSON/JSONDecoder.h"
+#include "TarvexCommon/Base/Text.h"
 #include "TarvexCommon/Crypto/KeyFormats.h"
 #include "Terminal.h"
 #include "Tool.h"
@@ -24,7 +25,7 @@ tarvex::Data publicBytes(const ECDSA& pair) {
 }
 
 bool create(const Tool& tool, const std::string& label) {
-  if (label.empty()) throw BadInput("a key pair has a label");
+  if (label.empty() || !tarvex::isUTF8(label)) throw BadInput("the label has to be UTF-8 text");
   tool.openKeychain();
   ECDSA::createKeyPair(label);
   const std::string thumbprint = KeyFormats::thumbprint(publicBytes(keyPair(tool, label)));

@@ -55,7 +55,10 @@ bool check(const Tool& tool) {
 
 bool backup(const Tool& tool, const std::string& file) {
   const auto from = store(tool);
-  require(from.backup(file));
+  const auto status = from.backup(file);
+  if (status == tarvex::errSecDuplicateItem) throw BadInput(file + " is there already");
+  if (status == tarvex::errSecParam) throw BadInput("the copy has no file name");
+  require(status);
   if (hasSlot(from.status(), KeySlot::file)) {
     std::fputs("tarvex: the copy opens by the key file too: keep keychain.key apart from it\n",
                stderr);
@@ -77,7 +80,9 @@ struct SlotOptions {
 
 tarvex::AskForPassphrase newPassphrase(const SlotOptions& options) {
   return [&file = options.newPassphraseFile] {
-    return file.empty() ? typedPassphrase() : firstLine(file);
+    auto answer = file.empty() ? typedPassphrase() : firstLine(file);
+    if (answer && answer->empty()) throw BadInput("the new passphrase is empty");
+    return answer;
   };
 }
 

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 
+#include "TarvexCommon/Base/Text.h"
 #include "TarvexCommon/Keychain/Keychain.h"
 #include "TarvexCommon/Keychain/KeychainIdentifiers.h"
 #include "TarvexCommon/Keychain/KeychainPersistence.h"
@@ -33,13 +34,17 @@ struct SecretOptions {
   std::string user;
 };
 
+void requireTeam(const Tool& tool) {
+  if (!tool.teamPrefix.empty()) return;
+  throw BadInput("secrets are shared by a team: give --team-prefix or TARVEX_TEAM_PREFIX");
+}
+
 // The item, its place and its name. The catalogue's groups begin with the team's prefix.
 struct Secret {
   Secret(const Tool& tool, const SecretOptions& options)
       : item(items().at(options.item)), user(options.user) {
-    if (tool.teamPrefix.empty()) {
-      throw BadInput("secrets are shared by a team: give --team-prefix or TARVEX_TEAM_PREFIX");
-    }
+    requireTeam(tool);
+    if (!tarvex::isUTF8(user)) throw BadInput("the user has to be UTF-8 text");
     tool.openKeychain();
   }
 
@@ -68,7 +73,15 @@ auto translated(Operation operation) {
   }
 }
 
+// The items of a service without their secrets.
+std::vector<tarvex::ItemDictionary> itemsOf(const std::string& service) {
+  return itemsMatching({{tarvex::kSecClass, tarvex::kSecClassGenericPassword},
+                        {tarvex::kSecAttrService, service},
+                        {tarvex::kSecAttrSynchronizable, tarvex::kSecAttrSynchronizableAny}});
+}
+
 bool set(const Secret& secret) {
+  (void)itemsOf(secret.item.serviceName());  // asks for a passphrase before the secret
   const std::string value = readSecret("Secret");
   if (value.empty()) throw BadInput("the secret is empty");
   translated([&] {
@@ -92,13 +105,6 @@ bool remove(const Secret& secret) {
   return true;
 }
 
-// The items of a service without their secrets.
-std::vector<tarvex::ItemDictionary> itemsOf(const std::string& service) {
-  return itemsMatching({{tarvex::kSecClass, tarvex::kSecClassGenericPassword},
-                        {tarvex::kSecAttrService, service},
-                        {tarvex::kSecAttrSynchronizable, tarvex::kSecAttrSynchronizableAny}});
-}
-
 std::string textOf(const tarvex::ItemDictionary& item, const char* name) {
   const auto* text = tarvex::find<std::string>(item, name);
   return text == nullptr ? std::string() : *text;
@@ -110,6 +116,7 @@ bool isSynced(const tarvex::ItemDictionary& item) {
 }
 
 bool list(const Tool& tool) {
+  requireTeam(tool);
   tool.openKeychain();
   std::vector<JSONValue::Element> answer;
   std::string text;

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <cstring>
 #include <utility>
 
@@ -97,6 +98,14 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
+double number(const std::string& text) {
+  double value = 0;
+  const char* const end = text.data() + text.size();
+  const auto read = std::from_chars(text.data(), end, value);
+  if (read.ec != std::errc() || read.ptr != end) throw BadInput("not a number: " + text);
+  return value;
+}
+
 std::string readSecret(const std::string& prompt) {
   if (isatty(STDIN_FILENO) == 1) {
     if (auto typed = askTerminal(prompt)) return *std::move(typed);
@@ -116,12 +125,16 @@ std::optional<std::string> askTerminal(const std::string& prompt) {
   std::optional<std::string> result;
   if (answer != nullptr) result = answer;
   explicit_bzero(typed.data(), typed.size());
+  // The terminal itself cuts longer lines.
+  if (result && result->size() + 1 == typed.size()) {
+    throw BadInput("what was typed is too long; give it by stdin");
+  }
   return result;
 }
 
 // Whoever waits for the answers to what was read gets them first.
 bool Lines::fill() {
-  std::fflush(stdout);
+  if (std::fflush(stdout) != 0) throw Failure("writing failed: " + reason());
   buffer_.erase(0, at_);
   at_ = 0;
   std::array<char, 65536> piece;
@@ -156,9 +169,7 @@ Lines::Kind Lines::next(std::string& line) {
 }
 
 Progress::Progress(std::string title, std::size_t whole)
-    : title_(std::move(title)),
-      whole_(whole),
-      isShown_(isatty(STDERR_FILENO) == 1 && isatty(STDOUT_FILENO) != 1) {}
+    : title_(std::move(title)), whole_(whole), isShown_(isatty(STDERR_FILENO) == 1) {}
 
 Progress::~Progress() {
   if (!isShown_) return;

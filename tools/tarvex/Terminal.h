@@ -30,6 +30,9 @@ std::string_view trimmed(std::string_view text);
 // terminal.
 std::string printable(std::string_view text);
 
+// Returns the number of a text, also with fraction and exponent. Throws `BadInput`.
+double number(const std::string& text);
+
 // Returns a secret that the user types without echo, or, where stdin is no terminal, all of it
 // without a line end at its end. Throws `BadInput`.
 std::string readSecret(const std::string& prompt);
@@ -56,7 +59,7 @@ class Lines {
 };
 
 // A bar on stderr, or a count where the whole is not known (0). Nothing where stderr is no
-// terminal, or where the answers go to one too.
+// terminal.
 class Progress {
  public:
   Progress(std::string title, std::size_t whole);

@@ -38,7 +38,8 @@ bool parseDate(const Tool& tool, const std::string& text) {
   return true;
 }
 
-bool formatDate(const Tool& tool, double seconds) {
+bool formatDate(const Tool& tool, const std::string& argument) {
+  const double seconds = number(argument);
   if (!std::isfinite(seconds)) throw BadInput("a date has a number of seconds");
   const std::string text = Date::toRfc3339(Date::fromTimeIntervalSince1970(seconds));
   tool.print(JSONValue::object({{"date", text}}), text);
@@ -82,10 +83,10 @@ void addTextCommands(Tool& tool) {
                [&tool, text] { return parseDate(tool, *text); })
       ->add_option("TEXT", *text, "Such as 2024-03-05T07:08:09.123Z")
       ->required();
-  const auto seconds = std::make_shared<double>(0);
+  const auto seconds = std::make_shared<std::string>();
   tool.command(*date, "format", "The date of seconds since 1970",
                [&tool, seconds] { return formatDate(tool, *seconds); })
-      ->add_option("SECONDS", *seconds)
+      ->add_option("SECONDS", *seconds, "Such as 1709622489.123")
       ->required();
 }
 

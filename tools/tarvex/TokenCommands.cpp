@@ -1,5 +1,7 @@
 // token issue, verify, show.
 
+#include <unistd.h>
+
 #include <memory>
 #include <optional>
 #include <vector>
@@ -42,8 +44,8 @@ std::string tokenText(const std::string& argument) {
 struct IssueOptions {
   std::string key;
   std::string sub;
-  std::optional<double> expiresIn;
-  std::optional<double> exp;
+  std::optional<std::string> expiresIn;
+  std::optional<std::string> exp;
   std::vector<std::string> scopes;
   std::vector<std::string> privileges;  // NAME=A,B
   std::string typ = "JWT";
@@ -53,8 +55,8 @@ struct IssueOptions {
 std::optional<Date> expiry(const IssueOptions& options) {
   constexpr double year10000 = 253402300800;
   std::optional<Date> date;
-  if (options.exp) date = Date::fromTimeIntervalSince1970(*options.exp);
-  if (options.expiresIn) date = tarvex::now() + *options.expiresIn;
+  if (options.exp) date = Date::fromTimeIntervalSince1970(number(*options.exp));
+  if (options.expiresIn) date = tarvex::now() + number(*options.expiresIn);
   if (date && !(date->timeIntervalSince1970() >= 0 && date->timeIntervalSince1970() < year10000)) {
     throw BadInput("the expiry has to be between the years 1970 and 9999");
   }
@@ -169,7 +171,8 @@ std::vector<JSONValue::Member> contents(const std::string& token) {
 
 bool verifyBatch(const ECDSA& key, bool ignoreExpiry) {
   Lines lines;
-  Progress progress("tokens", 0);
+  std::optional<Progress> progress;  // none among the answers on a terminal
+  if (isatty(STDOUT_FILENO) != 1) progress.emplace("tokens", 0);
   std::string line;
   bool areAllRight = true;
   for (;;) {
@@ -179,7 +182,7 @@ bool verifyBatch(const ECDSA& key, bool ignoreExpiry) {
                                                       : refusal(trimmed(line), key, ignoreExpiry);
     writeLine(refused ? refused->error : "ok");
     areAllRight = areAllRight && !refused;
-    progress.advance();
+    if (progress) progress->advance();
   }
 }
 
@@ -231,11 +234,12 @@ void addVerify(Tool& tool, CLI::App& group) {
   command->add_option("--key", options->key, "Label of the key pair");
   command->add_option("--public-key", options->publicKey, "File with the public key, PEM or JWK");
   command->add_flag("--ignore-expiry", options->ignoreExpiry, "Take expired tokens too");
-  command->add_flag("--batch", options->batch,
-                    "One token a line from stdin, one verdict a line to stdout");
+  auto* batch = command->add_flag("--batch", options->batch,
+                                  "One token a line from stdin, one verdict a line to stdout");
   command
       ->add_option("TOKEN", options->token, "The token; - for stdin, which other users cannot see")
-      ->capture_default_str();
+      ->capture_default_str()
+      ->excludes(batch);
 }
 
 }  // namespace

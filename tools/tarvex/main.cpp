@@ -21,6 +21,7 @@ void addGlobalOptions(tool::Tool& tool) {
   app.add_flag("--json", tool.json, "Print the answer, where there is one, as a line of JSON");
   app.add_option("--keychain-dir", tool.keychainDir, "Folder of the keychain")
       ->envname("TARVEX_KEYCHAIN_DIR")
+      ->check([](const std::string& folder) { return folder.empty() ? "it is empty" : ""; })
       ->type_name("DIR");
   app.add_option("--team-prefix", tool.teamPrefix, "Prefix of the team, such as ABCDE12345.")
       ->envname("TARVEX_TEAM_PREFIX")
