@@ -82,13 +82,32 @@ std::optional<int> offsetOf(std::string_view text) {
 
 // Takes the digits in front of the text off it; returns the thousandths that they stand for.
 int takeThousandths(std::string_view& text) {
+  constexpr std::array weights = {100, 10, 1};
   int value = 0;
   std::size_t digits = 0;
-  for (int weight = 100; digits < text.size() && isDigit(text[digits]); ++digits, weight /= 10) {
-    value += weight * (text[digits] - '0');
+  for (; digits < text.size() && isDigit(text[digits]); ++digits) {
+    if (digits < weights.size()) value += weights[digits] * (text[digits] - '0');
   }
   text.remove_prefix(digits);
   return value;
+}
+
+std::optional<Date> dateOf(std::string_view text, bool hasFraction) {
+  if (!hasForm(text)) return std::nullopt;
+  const auto days = daysOf(text);
+  const auto minutes = minutesAt(text, 11);
+  const int seconds = numberAt(text, 17);
+  std::string_view rest = text.substr(form.size());
+  int thousandths = 0;
+  if (hasFraction) {
+    if (rest.size() < 2 || rest[0] != '.' || !isDigit(rest[1])) return std::nullopt;
+    rest.remove_prefix(1);
+    thousandths = takeThousandths(rest);
+  }
+  const auto offset = offsetOf(rest);
+  if (!days || !minutes || seconds > 59 || !offset) return std::nullopt;
+  const std::int64_t instant = 86'400 * *days + std::int64_t{60} * *minutes + seconds - *offset;
+  return Date::fromTimeIntervalSince1970(static_cast<double>(1000 * instant + thousandths) / 1000);
 }
 
 constexpr std::int64_t dayInMilliseconds = 86'400'000;
@@ -115,21 +134,7 @@ char* put(char* at, unsigned number, char after) {
 }  // namespace
 
 std::optional<Date> ISO8601DateFormatter::date(std::string_view text) const {
-  if (!hasForm(text)) return std::nullopt;
-  const auto days = daysOf(text);
-  const auto minutes = minutesAt(text, 11);
-  const int seconds = numberAt(text, 17);
-  std::string_view rest = text.substr(form.size());
-  int thousandths = 0;
-  if ((formatOptions_ & withFractionalSeconds) != 0) {
-    if (rest.size() < 2 || rest[0] != '.' || !isDigit(rest[1])) return std::nullopt;
-    rest.remove_prefix(1);
-    thousandths = takeThousandths(rest);
-  }
-  const auto offset = offsetOf(rest);
-  if (!days || !minutes || seconds > 59 || !offset) return std::nullopt;
-  const std::int64_t instant = 86'400 * *days + std::int64_t{60} * *minutes + seconds - *offset;
-  return Date::fromTimeIntervalSince1970(static_cast<double>(1000 * instant + thousandths) / 1000);
+  return dateOf(text, (formatOptions_ & withFractionalSeconds) != 0);
 }
 
 std::string ISO8601DateFormatter::string(Date date) const {
@@ -157,8 +162,7 @@ const ISO8601DateFormatter& Formatter::rfc3339() noexcept {
 }
 
 std::optional<Date> Date::fromRfc3339(std::string_view text) {
-  const bool hasFraction = text.size() > form.size() && text[form.size()] == '.';
-  return hasFraction ? Formatter::rfc3339().date(text) : ISO8601DateFormatter().date(text);
+  return dateOf(text, text.size() > form.size() && text[form.size()] == '.');
 }
 
 std::string Date::toRfc3339(Date date) { return Formatter::rfc3339().string(date); }
