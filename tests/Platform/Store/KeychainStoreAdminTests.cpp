@@ -397,7 +397,8 @@ TEST_F(Backup, IsOneStateWhileOthersWrite) {
   const Process writer([&] {
     const WordStore store(folder);
     for (auto& number = written[0];; ++number) {
-      const std::string value = " v_Data='v" + std::string(static_cast<std::size_t>(number), '.');
+      const std::string value =
+          " v_Data='v" + std::string(static_cast<std::size_t>(number % 300), '.');
       ASSERT_EQ(store.add(own(number) + value), errSecSuccess);
     }
   });
