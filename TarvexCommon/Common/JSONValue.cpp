@@ -203,7 +203,7 @@ class JSONValue::Reader {
   Tree* tree_;
 };
 
-JSONValue::JSONValue(const Decoder& decoder) : node_(Node()) {
+JSONValue::JSONValue(const Decoder& decoder) {
   const auto root = decoder.singleValueContainer().node();
   auto tree = std::make_shared<Tree>(Reader::expectedSize(root));
   node_ = Reader(*tree).read(coding::elementOf(root));

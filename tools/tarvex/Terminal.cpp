@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstring>
+#include <system_error>
 #include <utility>
 
 #include "Tool.h"
@@ -16,7 +17,7 @@
 namespace tool {
 namespace {
 
-std::string reason() { return std::strerror(errno); }
+std::string reason() { return std::generic_category().message(errno); }
 
 // A file that is closed, unless it is stdin.
 class Input {
