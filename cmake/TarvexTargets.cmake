@@ -22,9 +22,8 @@ function(tarvex_configure target)
   tarvex_unite(${target})
 endfunction()
 
-# With CMAKE_UNITY_BUILD the sources of a folder are compiled as one, but for those with
-# SKIP_UNITY_BUILD_INCLUSION, where names clash. "UnifiedSource" in its name has clang's analyser
-# take them for sources, not for headers.
+# With CMAKE_UNITY_BUILD the sources of a folder are compiled as one. "UnifiedSource" in its name
+# has clang's analyser take them for sources, not for headers.
 function(tarvex_unite target)
   set_target_properties(${target} PROPERTIES UNITY_BUILD_MODE GROUP
     UNITY_BUILD_CODE_BEFORE_INCLUDE "// NOLINTNEXTLINE(bugprone-suspicious-include)")

@@ -11,6 +11,13 @@
 namespace tarvex {
 namespace {
 
+template <typename Pair>
+const Pair* findAmong(std::span<const Pair> pairs, std::string_view key) {
+  const auto found = std::ranges::find_if(
+      pairs, [&](const Pair& pair) { return canonicallyEqual(pair.key.text(), key); });
+  return found == pairs.end() ? nullptr : &*found;
+}
+
 // The keys that stand in front of the next one.
 template <typename Pair>
 class KeysBefore {
@@ -22,9 +29,7 @@ class KeysBefore {
     onlyASCII_ = onlyASCII_ && isASCII(key);
     const bool isNew = addMark(key);
     if (isNew && onlyASCII_) return false;
-    return std::any_of(pairs_, pairs_ + count, [&](const Pair& pair) {
-      return onlyASCII_ ? pair.key.text() == key : canonicallyEqual(pair.key.text(), key);
-    });
+    return findAmong(std::span(pairs_, count), key) != nullptr;
   }
 
  private:
@@ -42,6 +47,17 @@ class KeysBefore {
   bool onlyASCII_ = true;
   std::uint64_t marks_ = 0;
 };
+
+// Keeps the first of equal keys; returns how many those are.
+template <typename Pair>
+std::size_t dropRepetitions(Pair* pairs, std::size_t count) {
+  KeysBefore<Pair> before(pairs);
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (!before.have(pairs[i].key.text(), kept)) pairs[kept++] = pairs[i];
+  }
+  return kept;
+}
 
 }  // namespace
 
@@ -72,28 +88,6 @@ JSONValue::Tree::~Tree() {
     }
   }
 }
-
-namespace {
-
-template <typename Pair>
-const Pair* findAmong(std::span<const Pair> pairs, std::string_view key) {
-  const auto found = std::ranges::find_if(
-      pairs, [&](const Pair& pair) { return canonicallyEqual(pair.key.text(), key); });
-  return found == pairs.end() ? nullptr : &*found;
-}
-
-// Keeps the first of equal keys; returns how many those are.
-template <typename Pair>
-std::size_t dropRepetitions(Pair* pairs, std::size_t count) {
-  KeysBefore<Pair> before(pairs);
-  std::size_t kept = 0;
-  for (std::size_t i = 0; i < count; ++i) {
-    if (!before.have(pairs[i].key.text(), kept)) pairs[kept++] = pairs[i];
-  }
-  return kept;
-}
-
-}  // namespace
 
 JSONValue::Node JSONValue::Tree::object(Members::Pair* pairs, std::size_t count) {
   if (count <= fewMembers) return smallObject(pairs, dropRepetitions(pairs, count));

@@ -11,7 +11,7 @@
 
 namespace tarvex {
 
-JSONValue::JSONValue(std::string value) : node_(Node::boolean(false)) {
+JSONValue::JSONValue(std::string value) {
   auto text = std::make_shared<const std::string>(std::move(value));
   node_ = Node::text(*text);
   owner_ = std::move(text);

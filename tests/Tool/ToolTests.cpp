@@ -12,6 +12,7 @@
 namespace tarvex {
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
@@ -30,10 +31,17 @@ class Tool {
   // `line` is what a shell takes behind the name of the tool.
   Ended operator()(const std::string& line, const std::string& input = "") const {
     std::ofstream(folder_ / "in", std::ios::binary) << input;
-    const std::string status =
-        folder_.run("TARVEX_KEYCHAIN_DIR=$PWD/keychain setsid -w " TARVEX_TOOL " " + line +
-                    " <in >out 2>err; echo $?");
+    const std::string status = run("tarvex " + line + " <in >out 2>err; echo $?");
     return {std::stoi(status), content("out"), content("err")};
+  }
+
+  // Returns what commands of bash print.
+  std::string run(const std::string& commands) const {
+    write("commands",
+          "export TARVEX_KEYCHAIN_DIR=$PWD/keychain\n"
+          "tarvex() { setsid -w " TARVEX_TOOL " \"$@\"; }\n" +
+              commands);
+    return folder_.run("bash commands");
   }
 
   void write(const std::string& file, const std::string& text) const {
@@ -92,6 +100,60 @@ TEST(Tool, ConvertsTexts) {
                          {"frobnicate", "", 2, ""},
                          {"", "", 2, ""},
                      });
+}
+
+TEST(Tool, SaysWhatIsWrongWithTheCommandLine) {
+  const Tool tool;
+  const struct {
+    const char* line;
+    const char* says;
+  } rows[] = {
+      {"frobnicate", "no command frobnicate"},
+      {"key frobnicate", "no command frobnicate"},
+      {"date format", "SECONDS is required"},
+      {"date format --exact 3", "--exact"},
+      {"date format 3x", "3x"},
+      {"key show --format \"$(printf '\\033[1m')\" one", "\\x1b[1m not in {pem"},
+      {"--team-prefix A. secret remove password --user ''", "user"},
+      {"secret remove password --user a", "TARVEX_TEAM_PREFIX"},
+      {"hash missing", "missing: No such file"},
+      {"keychain backup missing/copy.db", "missing/copy.db"},
+      {"token verify --public-key in e30.e30", "in: "},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.line);
+    const Ended ended = tool(row.line);
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(ended.out, IsEmpty());
+    EXPECT_THAT(ended.err, AllOf(StartsWith("tarvex: "), HasSubstr(row.says)));
+  }
+}
+
+TEST(Tool, CompletesInBash) {
+  const Tool tool;
+  tool("key create 'my key'");
+  const struct {
+    const char* words;
+    const char* completions;
+  } rows[] = {
+      {"tarvex ke", "key keychain"},
+      {"tarvex --identifier key se", "secret"},
+      {"tarvex --keychain-dir = keychain key sh", "show"},
+      {"tarvex --json --keychain-dir keychain key show ''", "my\\ key --format"},
+      {"tarvex token issue --key my", "my\\ key"},
+      {"tarvex token issue --sub ''", ""},
+      {"tarvex keychain slot change ''", "passphrase"},
+      {"tarvex hash ou", "out"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.words);
+    const std::string completed =
+        tool.run("source " TARVEX_COMPLETION "\nCOMP_WORDS=(" + std::string(row.words) + ")\n" +
+                 "COMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
+                 "_tarvex tarvex \"${COMP_WORDS[-1]}\" \"${COMP_WORDS[-2]}\"\n"
+                 "echo \"${COMPREPLY[*]}\"");
+    EXPECT_EQ(completed, std::string(row.completions) + '\n');
+  }
 }
 
 TEST(Tool, MakesAndShowsKeys) {

@@ -5,7 +5,6 @@
 
 #include "Keys.h"
 #include "TarvexCommon/Base/JSON/JSONDecoder.h"
-#include "TarvexCommon/Base/Text.h"
 #include "TarvexCommon/Crypto/KeyFormats.h"
 #include "Terminal.h"
 #include "Tool.h"
@@ -25,16 +24,16 @@ tarvex::Data publicBytes(const ECDSA& pair) {
 }
 
 bool create(const Tool& tool, const std::string& label) {
-  if (label.empty() || !tarvex::isUTF8(label)) throw BadInput("the label has to be UTF-8 text");
   tool.openKeychain();
   ECDSA::createKeyPair(label);
-  const std::string thumbprint = KeyFormats::thumbprint(publicBytes(keyPair(tool, label)));
+  const std::string thumbprint = KeyFormats::thumbprint(publicBytes(keyPair(label)));
   tool.print(JSONValue::object({{"label", label}, {"thumbprint", thumbprint}}), thumbprint);
   return true;
 }
 
 bool show(const Tool& tool, const std::string& label, const std::string& format) {
-  const ECDSA pair = keyPair(tool, label);
+  tool.openKeychain();
+  const ECDSA pair = keyPair(label);
   const tarvex::Data bytes = publicBytes(pair);
   if (format == "pem") {
     const std::string pem = KeyFormats::publicKeyToPEM(bytes);
@@ -50,10 +49,9 @@ bool show(const Tool& tool, const std::string& label, const std::string& format)
   return true;
 }
 
-bool list(const Tool& tool) {
+bool listKeys(const Tool& tool) {
   tool.openKeychain();
-  std::vector<JSONValue::Element> answer;
-  std::string text;
+  std::vector<Tool::Row> rows;
   for (const auto& item :
        itemsMatching({{tarvex::kSecClass, tarvex::kSecClassKey},
                       {tarvex::kSecAttrKeyClass, tarvex::kSecAttrKeyClassPrivate}})) {
@@ -61,10 +59,10 @@ bool list(const Tool& tool) {
     const auto* created = tarvex::find<Date>(item, tarvex::kSecAttrCreationDate);
     if (label == nullptr || created == nullptr) continue;
     const std::string date = Date::toRfc3339(*created);
-    answer.emplace_back(JSONValue::object({{"label", *label}, {"created", date}}));
-    text += (text.empty() ? "" : "\n") + printable(*label) + '\t' + date;
+    rows.push_back({JSONValue::object({{"label", *label}, {"created", date}}),
+                    printable(*label) + '\t' + date});
   }
-  if (tool.json || !text.empty()) tool.print(JSONValue::array(answer), text);
+  tool.print(rows);
   return true;
 }
 
@@ -77,14 +75,15 @@ void addKeyCommands(Tool& tool) {
   tool.command(*group, "create", "Make a key pair, unless there is one under the label",
                [&tool, label] { return create(tool, *label); })
       ->add_option("LABEL", *label, "Name of the key pair")
-      ->required();
+      ->required()
+      ->check(requireText);
   auto* command = tool.command(*group, "show", "Print the public key of a pair",
                                [&tool, label, format] { return show(tool, *label, *format); });
   command->add_option("LABEL", *label, "Name of the key pair")->required();
   command->add_option("--format", *format, "How the key is written")
       ->check(CLI::IsMember({"pem", "jwk", "raw", "coordinates"}))
       ->capture_default_str();
-  tool.command(*group, "list", "List the key pairs", [&tool] { return list(tool); });
+  tool.command(*group, "list", "List the key pairs", [&tool] { return listKeys(tool); });
 }
 
 }  // namespace tool

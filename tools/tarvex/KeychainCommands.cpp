@@ -1,5 +1,6 @@
 // keychain status, check, backup, slot add, slot change, slot remove.
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -54,6 +55,9 @@ bool check(const Tool& tool) {
 }
 
 bool backup(const Tool& tool, const std::string& file) {
+  if (!std::filesystem::is_directory(std::filesystem::absolute(file).parent_path())) {
+    throw BadInput(file + ": its folder is not there");
+  }
   const auto from = store(tool);
   const auto status = from.backup(file);
   if (status == tarvex::errSecDuplicateItem) throw BadInput(file + " is there already");
@@ -87,7 +91,9 @@ tarvex::AskForPassphrase newPassphrase(const SlotOptions& options) {
 }
 
 bool addSlot(const Tool& tool, const SlotOptions& options) {
-  require(store(tool).addSlot(slotOf(options.slot), newPassphrase(options)));
+  const auto status = store(tool).addSlot(slotOf(options.slot), newPassphrase(options));
+  if (status == tarvex::errSecDuplicateItem) throw BadInput("the keychain has that slot already");
+  require(status);
   return true;
 }
 

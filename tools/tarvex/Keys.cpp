@@ -2,13 +2,13 @@
 
 #include "TarvexCommon/Crypto/KeyFormats.h"
 #include "Terminal.h"
+#include "Tool.h"
 
 namespace tool {
 
 using tarvex::Crypto::ECDSA;
 
-ECDSA keyPair(const Tool& tool, const std::string& label) {
-  tool.openKeychain();
+ECDSA keyPair(const std::string& label) {
   try {
     return ECDSA(label, tarvex::Crypto::Hash::sha256, tarvex::Crypto::Curve::p256,
                  tarvex::kSecKeyAlgorithmECDSASignatureMessageX962SHA256);

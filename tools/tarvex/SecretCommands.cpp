@@ -4,7 +4,6 @@
 #include <map>
 #include <memory>
 
-#include "TarvexCommon/Base/Text.h"
 #include "TarvexCommon/Keychain/Keychain.h"
 #include "TarvexCommon/Keychain/KeychainIdentifiers.h"
 #include "TarvexCommon/Keychain/KeychainPersistence.h"
@@ -44,7 +43,6 @@ struct Secret {
   Secret(const Tool& tool, const SecretOptions& options)
       : item(items().at(options.item)), user(options.user) {
     requireTeam(tool);
-    if (!tarvex::isUTF8(user)) throw BadInput("the user has to be UTF-8 text");
     tool.openKeychain();
   }
 
@@ -115,28 +113,27 @@ bool isSynced(const tarvex::ItemDictionary& item) {
   return synced != nullptr && *synced;
 }
 
-bool list(const Tool& tool) {
+bool listSecrets(const Tool& tool) {
   requireTeam(tool);
   tool.openKeychain();
-  std::vector<JSONValue::Element> answer;
-  std::string text;
+  std::vector<Tool::Row> rows;
   for (const auto& service :
        {tarvex::TarvexKeychainServices::cloud(), tarvex::TarvexKeychainServices::devices()}) {
     for (const auto& item : itemsOf(service)) {
       const std::string account = textOf(item, tarvex::kSecAttrAccount);
-      answer.emplace_back(JSONValue::object({{"service", service},
-                                             {"account", account},
-                                             {"group", textOf(item, tarvex::kSecAttrAccessGroup)},
-                                             {"synced", isSynced(item)}}));
-      text += service + '\t' + printable(account) + (isSynced(item) ? "\tsynced\n" : "\tlocal\n");
+      rows.push_back(
+          {JSONValue::object({{"service", service},
+                              {"account", account},
+                              {"group", textOf(item, tarvex::kSecAttrAccessGroup)},
+                              {"synced", isSynced(item)}}),
+           service + '\t' + printable(account) + (isSynced(item) ? "\tsynced" : "\tlocal")});
     }
   }
-  if (text.ends_with('\n')) text.pop_back();
-  if (tool.json || !text.empty()) tool.print(JSONValue::array(answer), text);
+  tool.print(rows);
   return true;
 }
 
-// Counts changes of items on a progress bar, for as long as it lives.
+// Counts the updates of items on a progress bar, for as long as it lives.
 class WatchedChanges {
  public:
   explicit WatchedChanges(std::size_t expected) : progress_("items", expected) {
@@ -183,13 +180,16 @@ void addSecretCommands(Tool& tool) {
     return command;
   };
   const auto ofUser = [&](CLI::App* command) {
-    command->add_option("--user", options->user, "Whose secret it is")->required();
+    command->add_option("--user", options->user, "Whose secret it is")
+        ->required()
+        ->check(requireText);
   };
   ofUser(add("set", "Save a secret, from stdin or typed without echo", set));
   ofUser(add("get", "Print a secret", [&tool](const Secret& secret) { return get(tool, secret); }));
   ofUser(add("remove", "Remove a secret", remove));
   add("migrate", "Make all stored copies of an item synchronised ones", migrate);
-  tool.command(*group, "list", "List whose secrets there are", [&tool] { return list(tool); });
+  tool.command(*group, "list", "List whose secrets there are",
+               [&tool] { return listSecrets(tool); });
 }
 
 }  // namespace tool

@@ -9,7 +9,13 @@ namespace tool {
 namespace {
 
 std::optional<std::string> passphrase(const std::string& file) {
-  return file.empty() ? askTerminal("Passphrase of the keychain") : firstLine(file);
+  if (!file.empty()) return firstLine(file);
+  if (auto typed = askTerminal("Passphrase of the keychain")) return typed;
+  throw Failure("the keychain is locked, and there is no terminal: give --passphrase-file");
+}
+
+bool opensByPassphrase(const tarvex::KeychainStoreOptions& options) {
+  return hasSlot(tarvex::KeychainStore(options).status(), tarvex::KeySlot::passphrase);
 }
 
 }  // namespace
@@ -22,8 +28,7 @@ bool hasSlot(const tarvex::KeychainStoreStatus& status, tarvex::KeySlot slot) {
 // and those that were told where it is.
 tarvex::KeychainStore store(const Tool& tool) {
   tarvex::KeychainStoreOptions options{.folder = tool.keychainDir};
-  const auto status = tarvex::KeychainStore(options).status();
-  if (!tool.passphraseFile.empty() || hasSlot(status, tarvex::KeySlot::passphrase)) {
+  if (!tool.passphraseFile.empty() || opensByPassphrase(options)) {
     options.passphrase = [file = tool.passphraseFile] { return passphrase(file); };
   }
   return tarvex::KeychainStore(std::move(options));

@@ -8,7 +8,9 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <cstdint>
 #include <cstring>
+#include <limits>
 #include <system_error>
 #include <utility>
 
@@ -47,6 +49,24 @@ std::size_t readSome(int from, char* to, std::size_t size) {
   return static_cast<std::size_t>(count);
 }
 
+// Returns the length of the control character that the text begins with; 0 where it is none.
+std::size_t controlSize(std::string_view text) {
+  const auto byte = [&](std::size_t i) { return i < text.size() ? text[i] & 0xFF : 0; };
+  const auto isIn = [](int value, int first, int last) { return value >= first && value <= last; };
+  if (byte(0) < 0x20 || byte(0) == 0x7F) return 1;
+  if (byte(0) == 0xC2 && isIn(byte(1), 0x80, 0x9F)) return 2;  // U+0080 to U+009F
+  if (byte(0) != 0xE2) return 0;
+  const bool turnsDirection =
+      (byte(1) == 0x80 && (isIn(byte(2), 0x8E, 0x8F) || isIn(byte(2), 0xAA, 0xAE))) ||
+      (byte(1) == 0x81 && isIn(byte(2), 0xA6, 0xA9));
+  return turnsDirection ? 3 : 0;
+}
+
+std::string escaped(char byte) {
+  constexpr std::string_view hex = "0123456789abcdef";
+  return {'\\', 'x', hex[(byte >> 4) & 15], hex[byte & 15]};
+}
+
 }  // namespace
 
 void write(std::string_view text) {
@@ -65,6 +85,9 @@ tarvex::Data readFile(const std::string& path) {
   std::array<char, 65536> piece;
   while (const std::size_t size = readSome(input.descriptor(), piece.data(), piece.size())) {
     content.insert(content.end(), piece.data(), piece.data() + size);
+    if (content.size() > std::numeric_limits<std::uint32_t>::max()) {
+      throw BadInput(path + " is too long");
+    }
   }
   return content;
 }
@@ -79,15 +102,11 @@ std::string firstLine(const std::string& path) {
 
 std::string printable(std::string_view text) {
   std::string result;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x20 || byte == 0x7f) {
-      constexpr std::string_view hex = "0123456789abcdef";
-      result.append("\\x") += hex[byte >> 4];
-      result += hex[byte & 15];
-    } else {
-      result += c;
-    }
+  while (!text.empty()) {
+    const std::size_t control = controlSize(text);
+    for (const char byte : text.substr(0, control)) result += escaped(byte);
+    if (control == 0) result += text.front();
+    text.remove_prefix(std::max<std::size_t>(control, 1));
   }
   return result;
 }

@@ -16,7 +16,7 @@ namespace tool {
 void write(std::string_view text);
 void writeLine(std::string_view line);
 
-// Returns the content of a file, of stdin for "-". Throws `BadInput`.
+// Returns the content of a file, of stdin for "-". Throws `BadInput`, also at 4 GiB and more.
 tarvex::Data readFile(const std::string& path);
 
 // Returns the first line of a file, of stdin for "-", of which nothing more is read. Throws
@@ -26,8 +26,8 @@ std::string firstLine(const std::string& path);
 // Returns the text without the white space around it.
 std::string_view trimmed(std::string_view text);
 
-// Returns the text with control characters as \xNN: whoever wrote it does not command the
-// terminal.
+// Returns the text with control characters, and those that turn the direction of writing, as
+// \xNN: whoever wrote it does not command the terminal.
 std::string printable(std::string_view text);
 
 // Returns the number of a text, also with fraction and exponent. Throws `BadInput`.

@@ -1,8 +1,6 @@
 // hash, date, base64url.
 
 #include <cmath>
-#include <cstdint>
-#include <limits>
 #include <memory>
 
 #include "TarvexCommon/Base/Base64.h"
@@ -20,11 +18,7 @@ using tarvex::Date;
 using tarvex::JSONValue;
 
 bool hash(const Tool& tool, const std::string& file) {
-  const tarvex::Data content = readFile(file);
-  if (content.size() > std::numeric_limits<std::uint32_t>::max()) {
-    throw BadInput("files of 4 GiB and more cannot be hashed");
-  }
-  const std::string digest = hashStr(content, tarvex::Crypto::Hash::sha256);
+  const std::string digest = hashStr(readFile(file), tarvex::Crypto::Hash::sha256);
   tool.print(JSONValue::object({{"sha256", digest}}), digest);
   return true;
 }

@@ -41,6 +41,11 @@ std::string tokenText(const std::string& argument) {
   return std::string(trimmed(tarvex::Bytes(content).text()));
 }
 
+ECDSA storedKey(const Tool& tool, const std::string& label) {
+  tool.openKeychain();
+  return keyPair(label);
+}
+
 struct IssueOptions {
   std::string key;
   std::string sub;
@@ -87,7 +92,7 @@ bool issue(const Tool& tool, const IssueOptions& options) {
                                            ? std::nullopt
                                            : std::optional<JWTClaims::Scopes>(options.scopes),
                              .privs = privileges(options.privileges)}));
-  const std::string text = token.exportBase64url(keyPair(tool, options.key));
+  const std::string text = token.exportBase64url(storedKey(tool, options.key));
   tool.print(JSONValue::object({{"token", text}}), text);
   return true;
 }
@@ -133,7 +138,7 @@ ECDSA verifyingKey(const Tool& tool, const VerifyOptions& options) {
   if (options.key.empty() == options.publicKey.empty()) {
     throw BadInput("give one of --key and --public-key");
   }
-  return options.key.empty() ? publicKeyOfFile(options.publicKey) : keyPair(tool, options.key);
+  return options.key.empty() ? publicKeyOfFile(options.publicKey) : storedKey(tool, options.key);
 }
 
 std::optional<Refusal> refusal(std::string_view token, const ECDSA& key, bool ignoreExpiry) {

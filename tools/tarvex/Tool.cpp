@@ -1,15 +1,17 @@
 #include "Tool.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <utility>
 
 #include "Store.h"
 #include "TarvexCommon/Base/JSON/JSONEncoder.h"
+#include "TarvexCommon/Base/Text.h"
 #include "TarvexCommon/Platform/Services.h"
 #include "Terminal.h"
 
 namespace tool {
+
+using tarvex::JSONValue;
 
 void require(tarvex::OSStatus status) {
   if (status == tarvex::errSecSuccess) return;
@@ -19,6 +21,7 @@ void require(tarvex::OSStatus status) {
     case tarvex::errSecItemNotFound: throw NotFound(text);
     case tarvex::errSecDuplicateItem:
     case tarvex::errSecParam: throw BadInput(text);
+    case tarvex::errSecInteractionNotAllowed: throw Failure("the keychain is locked: " + text);
     default: throw Failure(text);
   }
 }
@@ -30,9 +33,18 @@ CLI::App* Tool::command(CLI::App& of, const std::string& name, const std::string
   return added;
 }
 
-void Tool::print(const tarvex::JSONValue& answer, std::string_view text) const {
+void Tool::print(const JSONValue& answer, std::string_view text) const {
   if (json) printJSON(answer);
   else writeLine(text);
+}
+
+void Tool::print(const std::vector<Row>& rows) const {
+  std::vector<JSONValue::Element> elements;
+  for (const Row& row : rows) {
+    if (json) elements.emplace_back(row.json);
+    else writeLine(row.line);
+  }
+  if (json) printJSON(JSONValue::array(elements));
 }
 
 void Tool::start() const {
@@ -50,11 +62,16 @@ void Tool::openKeychain() const {
   tarvex::installServices(std::move(services));
 }
 
+std::string requireText(const std::string& text) {
+  if (text.empty()) return "it is empty";
+  return tarvex::isUTF8(text) ? "" : "it is not UTF-8";
+}
+
 CLI::App* addGroup(CLI::App& to, const std::string& name, const std::string& description) {
   return to.add_subcommand(name, description)->require_subcommand(1)->fallthrough();
 }
 
-void printJSON(const tarvex::JSONValue& answer) { writeLine(tarvex::JSONEncoder().encode(answer)); }
+void printJSON(const JSONValue& answer) { writeLine(tarvex::JSONEncoder().encode(answer)); }
 
 std::vector<tarvex::ItemDictionary> itemsMatching(tarvex::ItemDictionary query) {
   query[tarvex::kSecMatchLimit] = tarvex::kSecMatchLimitAll;

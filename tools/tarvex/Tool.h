@@ -58,11 +58,21 @@ struct Tool {
   // Prints the answer to stdout: one line of JSON with --json, otherwise the text.
   void print(const tarvex::JSONValue& answer, std::string_view text) const;
 
+  // Prints an array with --json, otherwise a line each.
+  struct Row {
+    tarvex::JSONValue json;
+    std::string line;
+  };
+  void print(const std::vector<Row>& rows) const;
+
   // Puts the library's services in use; they refer to this.
   void start() const;
   // Puts the keychain in use that the global options name.
   void openKeychain() const;
 };
+
+// A check of an option's text: not empty, and UTF-8.
+std::string requireText(const std::string& text);
 
 // Adds a group of commands.
 CLI::App* addGroup(CLI::App& to, const std::string& name, const std::string& description);

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 #include <exception>
+#include <iostream>
+#include <string>
 
 #include "TarvexCommon/Base/JSON/CodingError.h"
 #include "TarvexCommon/Crypto/CryptoError.h"
@@ -21,7 +23,7 @@ void addGlobalOptions(tool::Tool& tool) {
   app.add_flag("--json", tool.json, "Print the answer, where there is one, as a line of JSON");
   app.add_option("--keychain-dir", tool.keychainDir, "Folder of the keychain")
       ->envname("TARVEX_KEYCHAIN_DIR")
-      ->check([](const std::string& folder) { return folder.empty() ? "it is empty" : ""; })
+      ->check(tool::requireText)
       ->type_name("DIR");
   app.add_option("--team-prefix", tool.teamPrefix, "Prefix of the team, such as ABCDE12345.")
       ->envname("TARVEX_TEAM_PREFIX")
@@ -37,6 +39,15 @@ void addGlobalOptions(tool::Tool& tool) {
 int end(ExitStatus status, const char* text) {
   std::fprintf(stderr, "tarvex: %s\n", tool::printable(text).c_str());
   return static_cast<int>(status);
+}
+
+// Of a word that is no command the parser only says that one is missing.
+std::string reason(const CLI::App& app, const CLI::ParseError& error) {
+  const auto unknown = app.remaining(true);
+  const bool isMissing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+  const bool isWrong = isMissing && !unknown.empty() && !unknown.front().starts_with('-');
+  return (isWrong ? "there is no command " + unknown.front() : std::string(error.what())) +
+         "; see --help";
 }
 
 int run(const tool::Tool& tool) {
@@ -72,8 +83,11 @@ int main(int argc, char** argv) {
   tool::addTextCommands(tool);
   try {
     tool.app.parse(argc, argv);
+  } catch (const CLI::Success& help) {
+    tool.app.exit(help);
+    return std::cout.flush() ? 0 : end(ExitStatus::failure, "writing failed");
   } catch (const CLI::ParseError& error) {
-    return tool.app.exit(error) == 0 ? 0 : static_cast<int>(ExitStatus::badInput);
+    return end(ExitStatus::badInput, reason(tool.app, error).c_str());
   }
   return run(tool);
 }

@@ -205,9 +205,9 @@ SingleValueEncodingContainer Encoder::singleValueContainer() {
   return SingleValueEncodingContainer(*this);
 }
 
-void Encoder::null() { json_->add(std::string_view("null")); }
+void Encoder::null() { json_->add("null"); }
 
-void Encoder::boolean(bool value) { json_->add(std::string_view(value ? "true" : "false")); }
+void Encoder::boolean(bool value) { json_->add(value ? "true" : "false"); }
 
 void Encoder::number(double value) {
   if (!std::isfinite(value)) {

@@ -8,6 +8,7 @@
 
 #include "TarvexCommon/Base/JSON/CodingError.h"
 #include "TarvexCommon/Base/JSON/JSONDecoder.h"
+#include "TarvexCommon/Base/ThreadSpare.h"
 
 namespace tarvex::coding {
 namespace {
@@ -127,32 +128,21 @@ void refuseUnderflow(std::string_view text) {
   (void)isText;
 }
 
-// Set when the thread has destroyed its idle parser: static objects, and those of
-// the thread that are destroyed later, may still read JSON.
-thread_local bool isEnding = false;
-
-// The thread's parser while nobody reads. A reading inside another finds none and
-// makes its own.
-struct IdleParser {
-  ~IdleParser() { isEnding = true; }
-
-  std::unique_ptr<ParserWork> work;
-};
-thread_local IdleParser idle;
+// The thread's parser while nobody reads. A reading inside another makes its own.
+using IdleParser = ThreadSpare<std::unique_ptr<ParserWork>>;
 
 // A parser for longer texts than this is not kept, nor is one whose text holds more memory.
 constexpr std::size_t keptCapacity = 131072;
 
 }  // namespace
 
-ParserLease::ParserLease() {
-  if (!isEnding) work_ = std::move(idle.work);
+ParserLease::ParserLease() : work_(IdleParser::take()) {
   if (work_ == nullptr) work_ = std::make_unique<ParserWork>();
 }
 
 ParserLease::~ParserLease() {
   const std::size_t capacity = std::max(work_->parser.capacity(), work_->text.capacity() / 2);
-  if (!isEnding && capacity <= keptCapacity) idle.work = std::move(work_);
+  if (capacity <= keptCapacity) IdleParser::keep(std::move(work_));
 }
 
 JSONDocument::JSONDocument(Bytes text) : size_(text.size()) {

@@ -3,30 +3,15 @@
 #include <algorithm>
 #include <utility>
 
+#include "TarvexCommon/Base/ThreadSpare.h"
+
 namespace tarvex::coding {
-namespace {
 
-// Set when the thread has destroyed its spare memory; static objects may still write JSON.
-thread_local bool isEnding = false;
-
-struct Spare {
-  ~Spare() { isEnding = true; }
-
-  std::string memory;
-};
-thread_local Spare spare;
-
-// Longer memory than this is not kept.
-constexpr std::size_t keptSize = 262144;
-
-}  // namespace
-
-Output::Output() {
-  if (!isEnding) memory_ = std::move(spare.memory);
-}
+Output::Output() : memory_(ThreadSpare<std::string>::take()) {}
 
 Output::~Output() {
-  if (!isEnding && memory_.size() <= keptSize) spare.memory = std::move(memory_);
+  constexpr std::size_t longestKept = 262144;
+  if (memory_.size() <= longestKept) ThreadSpare<std::string>::keep(std::move(memory_));
 }
 
 void Output::grow(std::size_t count) {

@@ -5,17 +5,37 @@ _tarvex_labels() {
   local label
   while IFS= read -r label; do
     [[ $label == "$1"* ]] && COMPREPLY+=("$(printf %q "$label")")
-  done < <(tarvex --passphrase-file /dev/null key list 2>/dev/null | cut -f1)
+  done < <(tarvex "${folder[@]}" --passphrase-file /dev/null key list 2>/dev/null | cut -f1)
+}
+
+_tarvex_files() {
+  compopt -o filenames 2>/dev/null
+  mapfile -t COMPREPLY < <(compgen "$1" -- "$2")
+}
+
+# Sets `path` to the words before the cursor that are no options and no values of options, and
+# `folder` to the option that names the keychain.
+_tarvex_read_line() {
+  local argument option=""
+  for argument in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+    if [[ $argument == "=" ]]; then continue; fi
+    if [[ $option == --keychain-dir ]]; then folder=("$option" "${argument/#\~\//$HOME/}"); fi
+    if [[ $option ]]; then option=""; continue; fi
+    case $argument in
+      --json | --ignore-expiry | --batch | --help | --version | -h | -) ;;
+      -*) option=$argument ;;
+      *) path+="${path:+ }$argument" ;;
+    esac
+  done
 }
 
 _tarvex() {
-  local word=$2 before=$3 path="" argument words
-  for argument in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-    [[ $argument == -* ]] || path+="${path:+ }$argument"
-  done
+  local word=$2 before=$3 path="" words folder=()
+  _tarvex_read_line
   case $before in
-    --public-key | --passphrase-file | --new-passphrase-file) mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
-    --keychain-dir) mapfile -t COMPREPLY < <(compgen -d -- "$word"); return ;;
+    --public-key | --passphrase-file | --new-passphrase-file) _tarvex_files -f "$word"; return ;;
+    --keychain-dir) _tarvex_files -d "$word"; return ;;
+    --team-prefix | --identifier | --sub | --user | --exp | --expires-in | --scope | --priv) return ;;
     --format) words="pem jwk raw coordinates" ;;
     --key) _tarvex_labels "$word"; return ;;
     *)
@@ -35,8 +55,7 @@ _tarvex() {
         "keychain slot change") words="passphrase" ;;
         "keychain slot add" | "keychain slot remove") words="passphrase file" ;;
         "keychain slot add "* | "keychain slot change "*) words="--new-passphrase-file" ;;
-        "keychain backup" | hash | "base64url to" | "base64url from")
-          mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
+        "keychain backup" | hash | "base64url to" | "base64url from") _tarvex_files -f "$word"; return ;;
         date) words="parse format" ;;
         base64url) words="to from" ;;
       esac

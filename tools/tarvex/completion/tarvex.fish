@@ -1,8 +1,21 @@
 # Completion of tarvex for fish.
+
+# Whether the words that are no options and no values of options are these.
 function __tarvex_at
     set -l words
+    set -l isValue 0
     for word in (commandline -opc)[2..]
-        string match -q -- '-*' $word; or set -a words $word
+        if test $isValue = 1
+            set isValue 0
+            continue
+        end
+        switch $word
+            case --json --ignore-expiry --batch --help --version -h - '--*=*'
+            case '-*'
+                set isValue 1
+            case '*'
+                set -a words $word
+        end
     end
     test "$words" = "$argv"
 end
