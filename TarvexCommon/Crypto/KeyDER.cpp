@@ -121,7 +121,10 @@ Reader readerOfSequence(Bytes der) {
 void checkCurve(Bytes parameters) {
   if (parameters.text() == p256) return;
   const bool isNamed = parameters.empty() || parameters[0] == objectIdentifier;
-  throw KeyFormatError::wrongCurve(isNamed ? nameIn(curves, parameters) : "given as parameters");
+  if (isNamed) throw KeyFormatError::wrongCurve(nameIn(curves, parameters));
+  throw KeyFormatError(KeyFormatError::Case::wrongCurve,
+                       "the curve is given by its parameters, not by its name; openssl ec "
+                       "-param_enc named_curve names it");
 }
 
 void checkAlgorithm(Bytes identifier) {
@@ -138,10 +141,10 @@ Bytes wholeBytes(Bytes bits) {
 }
 
 // Where the curve is left out it is `otherwise`.
-KeyParts readNumberAndPoint(Bytes der, Bytes otherwise) {
+KeyParts readScalarAndPoint(Bytes der, Bytes otherwise) {
   Reader key = readerOfSequence(der);
   demand(key.take(integer).text() == "\x01"sv);
-  KeyParts parts{.number = key.take(octetString)};
+  KeyParts parts{.scalar = key.take(octetString)};
   checkCurve(key.isAt(constructed0) ? key.take(constructed0) : otherwise);
   if (key.isAt(constructed1)) {
     Reader point(key.take(constructed1));
@@ -167,23 +170,23 @@ KeyParts readPrivateKeyInfo(Bytes der) {
   const std::string_view version = key.take(integer).text();
   demand(version == "\0"sv || version == "\1"sv);
   checkAlgorithm(key.take(sequence));
-  KeyParts parts = readNumberAndPoint(key.take(octetString), p256);
+  KeyParts parts = readScalarAndPoint(key.take(octetString), p256);
   if (key.isAt(constructed0)) key.take(constructed0);  // attributes
   if (key.isAt(primitive1)) parts.points.push_back(wholeBytes(key.take(primitive1)));
   key.finish();
   return parts;
 }
 
-KeyParts readECPrivateKey(Bytes der) { return readNumberAndPoint(der, std::string_view()); }
+KeyParts readECPrivateKey(Bytes der) { return readScalarAndPoint(der, std::string_view()); }
 
 Data publicKeyInfo(Bytes pubKey) { return joined({beforePoint, pubKey}); }
 
 Wiped<Data> privateKeyInfo(Bytes privKey) {
   const Bytes point = privKey.first(p256PointSize);
-  const Bytes number = privKey.last(p256NumberSize);
+  const Bytes scalar = privKey.last(p256ScalarSize);
   return Wiped(
       joined({"\x30\x81\x87\x02\x01\0"sv, algorithm, "\x04\x6d\x30\x6b\x02\x01\x01\x04\x20"sv,
-              number, "\xa1\x44\x03\x42\0"sv, point}));
+              scalar, "\xa1\x44\x03\x42\0"sv, point}));
 }
 
 Data joined(std::initializer_list<Bytes> pieces) {

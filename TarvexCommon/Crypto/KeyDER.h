@@ -12,7 +12,7 @@ namespace tarvex::Crypto {
 
 // What a text says of a key, unchecked and borrowed.
 struct KeyParts {
-  std::optional<Bytes> number = std::nullopt;  // the private one
+  std::optional<Bytes> scalar = std::nullopt;  // of a private key
   std::vector<Bytes> points = {};              // one of a public key; of a private one any number
 };
 

@@ -13,9 +13,8 @@ bool canBeShown(std::string_view name) {
          std::all_of(name.begin(), name.end(), [](char c) { return c >= ' ' && c <= '~'; });
 }
 
-std::string onlyP256(std::string_view what, std::string_view name) {
-  return "the " + std::string(what) + " is " + std::string(canBeShown(name) ? name : "unknown") +
-         "; only P-256 keys can be used";
+std::string shown(std::string_view name) {
+  return std::string(canBeShown(name) ? name : "unknown");
 }
 
 }  // namespace
@@ -24,11 +23,16 @@ KeyFormatError::KeyFormatError(Case errorCase, std::string description)
     : case_(errorCase), description_(std::make_shared<const std::string>(std::move(description))) {}
 
 KeyFormatError KeyFormatError::wrongType(std::string_view name) {
-  return {Case::wrongType, onlyP256("type", name)};
+  return {Case::wrongType, "the type is " + shown(name) + "; only P-256 keys can be used"};
+}
+
+KeyFormatError KeyFormatError::wrongBlock(std::string_view name) {
+  return {Case::wrongType, "the PEM block's label is " + shown(name) +
+                               "; PUBLIC KEY, PRIVATE KEY and EC PRIVATE KEY are read"};
 }
 
 KeyFormatError KeyFormatError::wrongCurve(std::string_view name) {
-  return {Case::wrongCurve, onlyP256("curve", name)};
+  return {Case::wrongCurve, "the curve is " + shown(name) + "; only P-256 keys can be used"};
 }
 
 }  // namespace tarvex

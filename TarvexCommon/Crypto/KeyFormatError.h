@@ -16,7 +16,7 @@ namespace tarvex {
 //   wrongType   the type is RSA; only P-256 keys can be used
 //   wrongCurve  the curve is P-384; only P-256 keys can be used
 //   malformed   "x" of the JWK is not 32 bytes in base64url without padding
-//   invalid     the private number does not belong to the point
+//   invalid     the private key does not match the public key
 class TARVEX_EXPORT KeyFormatError final : public std::exception {
  public:
   enum class Case { notAKey, encrypted, wrongType, wrongCurve, malformed, invalid };
@@ -25,6 +25,7 @@ class TARVEX_EXPORT KeyFormatError final : public std::exception {
 
   // `name` may be any text; one that cannot be shown to users is left out.
   static KeyFormatError wrongType(std::string_view name);
+  static KeyFormatError wrongBlock(std::string_view name);  // of PEM; `wrongType`
   static KeyFormatError wrongCurve(std::string_view name);
 
   Case errorCase() const noexcept { return case_; }

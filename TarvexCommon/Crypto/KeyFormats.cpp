@@ -19,9 +19,9 @@ namespace {
 
 using Case = KeyFormatError::Case;
 
-constexpr std::size_t numberSize = p256NumberSize;
+constexpr std::size_t scalarSize = p256ScalarSize;
 constexpr std::size_t pubKeySize = p256PointSize;
-constexpr std::size_t privKeySize = pubKeySize + numberSize;
+constexpr std::size_t privKeySize = pubKeySize + scalarSize;
 
 constexpr const char* publicLabel = "PUBLIC KEY";
 constexpr const char* privateLabel = "PRIVATE KEY";
@@ -38,22 +38,22 @@ Data publicPoint(Bytes encoded) {
   return *std::move(point);
 }
 
-// Returns the point of a private number, to which `points` have to be equal.
-Data publicPoint(Bytes number, const std::vector<Bytes>& points) {
-  if (number.size() != numberSize) refuse(Case::malformed, "the private number is not 32 bytes");
-  auto point = p256PublicPoint(number);
-  if (!point) refuse(Case::invalid, "the private number is zero or not below the order of P-256");
+// Returns the point of a private scalar, to which `points` have to be equal.
+Data publicPoint(Bytes scalar, const std::vector<Bytes>& points) {
+  if (scalar.size() != scalarSize) refuse(Case::malformed, "the private scalar is not 32 bytes");
+  auto point = p256PublicPoint(scalar);
+  if (!point) refuse(Case::invalid, "the private key is zero or not below the order of P-256");
   for (const Bytes given : points) {
     if (p256Point(given) == point) continue;
-    refuse(Case::invalid, "the private number does not belong to the point");
+    refuse(Case::invalid, "the private key does not match the public key");
   }
   return *std::move(point);
 }
 
 Key checkedKey(const KeyParts& parts) {
-  if (!parts.number) return {.pubKey = publicPoint(parts.points.at(0))};
-  Data point = publicPoint(*parts.number, parts.points);
-  Data privKey = joined({point, *parts.number});
+  if (!parts.scalar) return {.pubKey = publicPoint(parts.points.at(0))};
+  Data point = publicPoint(*parts.scalar, parts.points);
+  Data privKey = joined({point, *parts.scalar});
   return {.pubKey = std::move(point), .privKey = std::move(privKey)};
 }
 
@@ -64,7 +64,7 @@ void checkPublic(Bytes pubKey) {
 
 void checkPrivate(Bytes privKey) {
   if (privKey.size() != privKeySize) refuse(Case::invalid, "the private key is not 97 bytes");
-  (void)publicPoint(privKey.last(numberSize), {privKey.first(pubKeySize)});
+  (void)publicPoint(privKey.last(scalarSize), {privKey.first(pubKeySize)});
 }
 
 // Returns the block that is to be read as a key.
@@ -84,7 +84,7 @@ KeyParts readBlock(const PEMBlock& block) {
   if (block.label == publicLabel) return readPublicKeyInfo(*block.bytes);
   if (block.label == privateLabel) return readPrivateKeyInfo(*block.bytes);
   if (block.label == traditionalLabel) return readECPrivateKey(*block.bytes);
-  throw KeyFormatError::wrongType(block.label);
+  throw KeyFormatError::wrongBlock(block.label);
 }
 
 std::string quoted(std::string_view member) { return '"' + std::string(member) + "\" of the JWK"; }
@@ -104,13 +104,13 @@ std::string base64url(Bytes bytes) {
 }
 
 // The text has to be just the one that is written for its bytes.
-Wiped<Data> numberOf(const KeyedDecodingContainer& members, std::string_view name) {
+Wiped<Data> bytesOf(const KeyedDecodingContainer& members, std::string_view name) {
   const auto text = textOf(members, name);
-  Wiped number(fromBase64Segment(*text).value_or(Data()));
-  if (number->size() != numberSize || *Wiped(base64url(*number)) != *text) {
+  Wiped bytes(fromBase64Segment(*text).value_or(Data()));
+  if (bytes->size() != scalarSize || *Wiped(base64url(*bytes)) != *text) {
     refuse(Case::malformed, quoted(name) + " is not 32 bytes in base64url without padding");
   }
-  return number;
+  return bytes;
 }
 
 // RFC 7517, section 4. The decoder would take the first of them.
@@ -134,12 +134,12 @@ struct JWK {
     const auto members = decoder.container();
     refuseRepetitions(decoder.singleValueContainer().node());
     checkType(members);
-    point = joined({"\x04", *numberOf(members, "x"), *numberOf(members, "y")});
-    if (members.contains("d")) number = numberOf(members, "d");
+    point = joined({"\x04", *bytesOf(members, "x"), *bytesOf(members, "y")});
+    if (members.contains("d")) scalar = bytesOf(members, "d");
   }
 
   Data point;
-  std::optional<Wiped<Data>> number;
+  std::optional<Wiped<Data>> scalar;
 };
 
 JWK readJWK(Bytes text) {
@@ -155,16 +155,16 @@ std::string writeJWK(Bytes key) {
   constexpr std::size_t longest = 176;
   std::string text;
   text.reserve(longest);
-  const auto add = [&text](std::string_view name, Bytes number) {
+  const auto add = [&text](std::string_view name, Bytes bytes) {
     text.append(",\"").append(name).append("\":\"");
-    appendBase64Segment(text, number);
+    appendBase64Segment(text, bytes);
     text += '"';
   };
   text += R"({"crv":"P-256")";
-  if (key.size() == privKeySize) add("d", key.last(numberSize));
+  if (key.size() == privKeySize) add("d", key.last(scalarSize));
   text += R"(,"kty":"EC")";
-  add("x", key.subspan(1, numberSize));
-  add("y", key.subspan(1 + numberSize, numberSize));
+  add("x", key.subspan(1, scalarSize));
+  add("y", key.subspan(1 + scalarSize, scalarSize));
   text += '}';
   return text;
 }
@@ -187,7 +187,7 @@ Key keyFromPEM(Bytes text) {
 Key keyFromJWK(Bytes text) {
   const JWK jwk = readJWK(text);
   KeyParts parts{.points = {Bytes(jwk.point)}};
-  if (jwk.number) parts.number = Bytes(**jwk.number);
+  if (jwk.scalar) parts.scalar = Bytes(**jwk.scalar);
   return checkedKey(parts);
 }
 

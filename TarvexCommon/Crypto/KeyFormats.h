@@ -21,7 +21,7 @@
 namespace tarvex::Crypto::KeyFormats {
 
 // A key in its external form, as `ECDSA::ExternalKeys` takes it. What is read is always a
-// key: a point of the curve, and a private number that belongs to it.
+// key: a point of the curve, and the private scalar that it belongs to.
 struct Key {
   Data pubKey;                                 // 04, X, Y: 65 bytes
   std::optional<Data> privKey = std::nullopt;  // 04, X, Y, K: 97 bytes; none in a public key
@@ -33,8 +33,8 @@ TARVEX_EXPORT Key readKey(Bytes text);
 
 // Reads the one block of a PEM text: PUBLIC KEY (RFC 5480), PRIVATE KEY (PKCS #8, RFC 5958)
 // or EC PRIVATE KEY (RFC 5915). Other text may stand around it, and a block of EC PARAMETERS.
-// Compressed points are taken too, and a private key without its point. Curve parameters in
-// full are refused, even those of P-256. Never asks for a passphrase.
+// Compressed points are taken too, and a private key without its point. A curve that is given
+// by its parameters is refused, even P-256. Never asks for a passphrase.
 TARVEX_EXPORT Key keyFromPEM(Bytes text);
 
 // Reads a JWK. "x", "y" and "d" are 32 bytes each, no member may stand there twice, and

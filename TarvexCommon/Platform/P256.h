@@ -1,4 +1,4 @@
-// Points and private numbers of the curve P-256 (FIPS 186-4, D.1.2.3). Internal.
+// Points and private scalars of the curve P-256 (FIPS 186-4, D.1.2.3). Internal.
 #pragma once
 
 #include <cstddef>
@@ -8,15 +8,15 @@
 
 namespace tarvex {
 
-inline constexpr std::size_t p256NumberSize = 32;
-inline constexpr std::size_t p256PointSize = 1 + 2 * p256NumberSize;  // in full
+inline constexpr std::size_t p256ScalarSize = 32;
+inline constexpr std::size_t p256PointSize = 1 + 2 * p256ScalarSize;  // uncompressed
 
-// Returns the point that is encoded in full (04, X, Y) or compressed (02 or 03, X), in full;
+// Returns, uncompressed (04, X, Y), the point that is encoded so or compressed (02 or 03, X);
 // nothing when the bytes are no point of the curve (SEC 1, 2.3.4).
 std::optional<Data> p256Point(Bytes encoded);
 
-// Returns the public point, in full, of a private number of `p256NumberSize` bytes, or nothing
-// when the number is zero or not below the order of the curve.
-std::optional<Data> p256PublicPoint(Bytes number);
+// Returns the public point, uncompressed, of a private scalar of `p256ScalarSize` bytes, or
+// nothing when the scalar is zero or not below the order of the curve.
+std::optional<Data> p256PublicPoint(Bytes scalar);
 
 }  // namespace tarvex

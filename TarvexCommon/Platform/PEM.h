@@ -20,7 +20,7 @@ struct PEMBlock {
 // stands before, between and behind them is passed over.
 std::optional<std::vector<PEMBlock>> readPEM(Bytes text);
 
-// Returns a block of one byte or more, with lines of 64 characters.
+// Returns a block, in lines of 64 characters; `bytes` is not empty.
 std::string writePEM(const char* label, Bytes bytes);
 
 }  // namespace tarvex

@@ -74,12 +74,12 @@ bool belongsTo(const BIGNUM* scalar, const EC_POINT* point) {
 
 // Makes `scalar` the private key; returns what is wrong with it, or nothing.
 std::string setScalar(EC_KEY* key, Bytes scalar) {
-  if (isZero(scalar)) return "the private number is zero";
-  if (!isBelow(scalar, p256Order)) return "the private number is not below the order of P-256";
+  if (isZero(scalar)) return "the private key is zero";
+  if (!isBelow(scalar, p256Order)) return "the private key is not below the order of P-256";
   const Number number(BN_bin2bn(scalar.data(), static_cast<int>(scalar.size()), nullptr));
   if (!number) throw std::bad_alloc();
   if (!belongsTo(number.get(), EC_KEY_get0_public_key(key))) {
-    return "the private number does not belong to the point";
+    return "the private key does not match the public key";
   }
   return EC_KEY_set_private_key(key, number.get()) == 1 ? "" : "the private key could not be set";
 }

@@ -12,8 +12,8 @@ using Group = OpenSSLOwner<EC_GROUP, EC_GROUP_free>;
 using Point = OpenSSLOwner<EC_POINT, EC_POINT_free>;
 using Number = OpenSSLOwner<BIGNUM, BN_clear_free>;
 
-constexpr std::size_t compressedSize = 1 + p256NumberSize;
-static_assert(p256NumberSize == scalarSize);
+constexpr std::size_t compressedSize = 1 + p256ScalarSize;
+static_assert(p256ScalarSize == scalarSize);
 
 // Of the forms that OpenSSL reads, infinity and the hybrid one are left out.
 bool isFullOrCompressed(Bytes encoded) {
@@ -61,11 +61,11 @@ std::optional<Data> p256Point(Bytes encoded) {
   return point.result();
 }
 
-std::optional<Data> p256PublicPoint(Bytes number) {
-  if (isZero(number) || !isBelow(number, p256Order)) return std::nullopt;
-  const Number scalar(BN_bin2bn(number.data(), static_cast<int>(number.size()), nullptr));
+std::optional<Data> p256PublicPoint(Bytes scalar) {
+  if (isZero(scalar) || !isBelow(scalar, p256Order)) return std::nullopt;
+  const Number number(BN_bin2bn(scalar.data(), static_cast<int>(scalar.size()), nullptr));
   Calculation point;
-  if (!scalar || !point.multiplyGenerator(scalar.get())) throw std::bad_alloc();
+  if (!number || !point.multiplyGenerator(number.get())) throw std::bad_alloc();
   return point.result();
 }
 
