@@ -58,7 +58,7 @@ struct Secret {
   std::string label = item.rawLabel();
 };
 
-// Runs what throws the keychain's errors.
+// Runs `operation`; a `KeychainError` becomes one of the tool's ends.
 template <typename Operation>
 auto translated(Operation operation) {
   try {
@@ -156,9 +156,9 @@ class WatchedChanges {
 
 bool migrate(const Secret& secret) {
   const auto found = itemsOf(secret.item.serviceName());
-  const std::string end = ':' + secret.label;
   const auto local = std::ranges::count_if(found, [&](const tarvex::ItemDictionary& item) {
-    return !isSynced(item) && textOf(item, tarvex::kSecAttrAccount).ends_with(end);
+    return !isSynced(item) &&
+           textOf(item, tarvex::kSecAttrAccount).find(secret.label) != std::string::npos;
   });
   const WatchedChanges watched(static_cast<std::size_t>(local));
   return tarvex::KeychainPersistence::forceSyncMigration(secret.item);
@@ -187,7 +187,7 @@ void addSecretCommands(Tool& tool) {
   ofUser(add("set", "Save a secret, from stdin or typed without echo", set));
   ofUser(add("get", "Print a secret", [&tool](const Secret& secret) { return get(tool, secret); }));
   ofUser(add("remove", "Remove a secret", remove));
-  add("migrate", "Make all stored copies of an item synchronised ones", migrate);
+  add("migrate", "Mark the stored copies of an item as synchronised", migrate);
   tool.command(*group, "list", "List whose secrets there are",
                [&tool] { return listSecrets(tool); });
 }

@@ -24,8 +24,8 @@ bool hasSlot(const tarvex::KeychainStoreStatus& status, tarvex::KeySlot slot) {
   return std::ranges::find(status.slots, slot) != status.slots.end();
 }
 
-// A new store that can ask for a passphrase opens by it alone, so only those can that have one
-// and those that were told where it is.
+// A store that is made with a way to ask opens by a passphrase alone; so it is given one only
+// where `--passphrase-file` or the store calls for it.
 tarvex::KeychainStore store(const Tool& tool) {
   tarvex::KeychainStoreOptions options{.folder = tool.keychainDir};
   if (!tool.passphraseFile.empty() || opensByPassphrase(options)) {

@@ -24,9 +24,10 @@ std::string reason() { return std::generic_category().message(errno); }
 // A file that is closed, unless it is stdin.
 class Input {
  public:
-  explicit Input(const std::string& path)
-      : descriptor_(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
-    if (descriptor_ < 0) throw BadInput(path + ": " + reason());
+  explicit Input(std::string path)
+      : path_(std::move(path)),
+        descriptor_(path_ == "-" ? STDIN_FILENO : open(path_.c_str(), O_RDONLY | O_CLOEXEC)) {
+    if (descriptor_ < 0) refuse(reason());
   }
   Input(const Input&) = delete;
   Input& operator=(const Input&) = delete;
@@ -34,20 +35,21 @@ class Input {
     if (descriptor_ != STDIN_FILENO) close(descriptor_);
   }
 
-  int descriptor() const { return descriptor_; }
+  // Returns how many bytes were read; 0 at the end.
+  std::size_t readSome(char* to, std::size_t size) const {
+    ssize_t count = 0;
+    do count = read(descriptor_, to, size);
+    while (count < 0 && errno == EINTR);
+    if (count < 0) refuse(reason());
+    return static_cast<std::size_t>(count);
+  }
+
+  [[noreturn]] void refuse(const std::string& why) const { throw BadInput(path_ + ": " + why); }
 
  private:
+  std::string path_;
   int descriptor_;
 };
-
-// Returns how many bytes were read; 0 at the end.
-std::size_t readSome(int from, char* to, std::size_t size) {
-  ssize_t count = 0;
-  do count = read(from, to, size);
-  while (count < 0 && errno == EINTR);
-  if (count < 0) throw BadInput("reading failed: " + reason());
-  return static_cast<std::size_t>(count);
-}
 
 // Returns the length of the control character that the text begins with; 0 where it is none.
 std::size_t controlSize(std::string_view text) {
@@ -83,10 +85,10 @@ tarvex::Data readFile(const std::string& path) {
   const Input input(path);
   tarvex::Data content;
   std::array<char, 65536> piece;
-  while (const std::size_t size = readSome(input.descriptor(), piece.data(), piece.size())) {
+  while (const std::size_t size = input.readSome(piece.data(), piece.size())) {
     content.insert(content.end(), piece.data(), piece.data() + size);
     if (content.size() > std::numeric_limits<std::uint32_t>::max()) {
-      throw BadInput(path + " is too long");
+      input.refuse("4 GiB or more cannot be read");
     }
   }
   return content;
@@ -95,7 +97,7 @@ tarvex::Data readFile(const std::string& path) {
 std::string firstLine(const std::string& path) {
   const Input input(path);
   std::string line;
-  for (char c = 0; readSome(input.descriptor(), &c, 1) == 1 && c != '\n';) line += c;
+  for (char c = 0; input.readSome(&c, 1) == 1 && c != '\n';) line += c;
   if (line.ends_with('\r')) line.pop_back();
   return line;
 }
@@ -158,7 +160,7 @@ bool Lines::fill() {
   buffer_.erase(0, at_);
   at_ = 0;
   std::array<char, 65536> piece;
-  const std::size_t size = readSome(STDIN_FILENO, piece.data(), piece.size());
+  const std::size_t size = Input("-").readSome(piece.data(), piece.size());
   buffer_.append(piece.data(), size);
   return size > 0;
 }

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -161,17 +162,18 @@ std::optional<JSONValue> segment(std::string_view text) {
 }
 
 // What a token says, whoever signed it.
-std::vector<JSONValue::Member> contents(const std::string& token) {
+JSONValue contents(const std::string& token, bool isVerified) {
   const JWT read =
       JWT::fromBase64url({.base64url = token, .ec = nullptr, .verifySignature = false});
   const auto segments = split(token, '.');
-  std::vector<JSONValue::Member> members = {{"header", segment(segments.at(0))},
+  std::vector<JSONValue::Member> members = {{"verified", isVerified},
+                                            {"header", segment(segments.at(0))},
                                             {"claims", segment(segments.at(1))}};
   if (read.claims.exp) {
     members.push_back({"expires", Date::toRfc3339(*read.claims.exp)});
     members.push_back({"expired", *read.claims.exp < tarvex::now()});
   }
-  return members;
+  return JSONValue::object(members);
 }
 
 bool verifyBatch(const ECDSA& key, bool ignoreExpiry) {
@@ -201,16 +203,12 @@ bool verify(Tool& tool, const VerifyOptions& options) {
         {{"verified", false}, {"error", refused->error}, {"message", refused->message}}));
     return false;
   }
-  auto members = contents(token);
-  members.insert(members.begin(), {"verified", true});
-  printJSON(JSONValue::object(members));
+  printJSON(contents(token, true));
   return true;
 }
 
 bool show(const std::string& token) {
-  auto members = contents(tokenText(token));
-  members.insert(members.begin(), {"verified", false});
-  printJSON(JSONValue::object(members));
+  printJSON(contents(tokenText(token), false));
   std::fputs("tarvex: the signature was not looked at\n", stderr);
   return true;
 }

@@ -47,7 +47,6 @@ struct Tool {
   std::string identifier = "com.tarvex.tool";
   std::string passphraseFile;
 
-  // What to run.
   Command chosen;
   // Whether the library's log lines, which go to stderr, are of no use beside the answers.
   bool isSilent = false;
@@ -74,7 +73,6 @@ struct Tool {
 // A check of an option's text: not empty, and UTF-8.
 std::string requireText(const std::string& text);
 
-// Adds a group of commands.
 CLI::App* addGroup(CLI::App& to, const std::string& name, const std::string& description);
 
 void printJSON(const tarvex::JSONValue& answer);

@@ -6,9 +6,7 @@
 #include <string>
 
 #include "TarvexCommon/Base/JSON/CodingError.h"
-#include "TarvexCommon/Crypto/CryptoError.h"
 #include "TarvexCommon/JWT/JWTError.h"
-#include "TarvexCommon/Keychain/KeychainError.h"
 #include "Terminal.h"
 #include "Tool.h"
 
@@ -50,24 +48,27 @@ std::string reason(const CLI::App& app, const CLI::ParseError& error) {
          "; see --help";
 }
 
+template <typename... Errors>
+bool isOneOf(const std::exception& error) {
+  return ((dynamic_cast<const Errors*>(&error) != nullptr) || ...);
+}
+
+ExitStatus statusOf(const std::exception& error) {
+  if (isOneOf<tool::NotFound>(error)) return ExitStatus::negative;
+  const bool isBadInput =
+      isOneOf<tool::BadInput, tarvex::JWTError, tarvex::DecodingError, tarvex::EncodingError>(
+          error);
+  return isBadInput ? ExitStatus::badInput : ExitStatus::failure;
+}
+
 int run(const tool::Tool& tool) {
   try {
     tool.start();
     const bool isYes = tool.chosen();
     if (std::fflush(stdout) != 0) throw tool::Failure("writing failed");
     return static_cast<int>(isYes ? ExitStatus::success : ExitStatus::negative);
-  } catch (const tool::NotFound& error) {
-    return end(ExitStatus::negative, error.what());
-  } catch (const tool::BadInput& error) {
-    return end(ExitStatus::badInput, error.what());
-  } catch (const tarvex::JWTError& error) {
-    return end(ExitStatus::badInput, error.what());
-  } catch (const tarvex::DecodingError& error) {
-    return end(ExitStatus::badInput, error.what());
-  } catch (const tarvex::EncodingError& error) {
-    return end(ExitStatus::badInput, error.what());
   } catch (const std::exception& error) {
-    return end(ExitStatus::failure, error.what());
+    return end(statusOf(error), error.what());
   }
 }
 

@@ -35,7 +35,8 @@ _tarvex() {
   case $before in
     --public-key | --passphrase-file | --new-passphrase-file) _tarvex_files -f "$word"; return ;;
     --keychain-dir) _tarvex_files -d "$word"; return ;;
-    --team-prefix | --identifier | --sub | --user | --exp | --expires-in | --scope | --priv) return ;;
+    --team-prefix | --identifier | --user) return ;;
+    --sub | --exp | --expires-in | --scope | --priv | --typ | --alg) return ;;
     --format) words="pem jwk raw coordinates" ;;
     --key) _tarvex_labels "$word"; return ;;
     *)

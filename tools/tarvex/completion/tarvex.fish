@@ -46,7 +46,7 @@ complete -c tarvex -n '__tarvex_at date' -a 'parse format'
 complete -c tarvex -n '__tarvex_at base64url' -a 'to from'
 
 complete -c tarvex -n '__tarvex_at key show' -a '(__tarvex_keys)'
-complete -c tarvex -n '__fish_seen_subcommand_from key' -l format -xa 'pem jwk raw coordinates'
+complete -c tarvex -n '__fish_seen_subcommand_from key; and __fish_seen_subcommand_from show' -l format -xa 'pem jwk raw coordinates'
 complete -c tarvex -n '__fish_seen_subcommand_from issue verify' -l key -xa '(__tarvex_keys)'
 complete -c tarvex -n '__fish_seen_subcommand_from issue' -l sub -x -d 'The subject'
 complete -c tarvex -n '__fish_seen_subcommand_from issue' -l expires-in -x -d 'Seconds from now'
