@@ -33,6 +33,14 @@ install_packages() {
     'apt-get update -q && apt-get install -q -y --no-install-recommends "$@"' sh "${missing[@]}"
 }
 
+# listed_headers LIST...: those of these lists of TarvexCommon/CMakeLists.txt, one a line.
+listed_headers() {
+  local list
+  for list in "$@"; do
+    sed -n "/^set($list$/,/)/p" TarvexCommon/CMakeLists.txt | grep -oE '[A-Za-z0-9/]+\.h'
+  done
+}
+
 # Debian's npm and the one of other distributions of Node exclude each other.
 install_node() {
   command -v npm >/dev/null || install_packages nodejs npm ca-certificates
