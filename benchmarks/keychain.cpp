@@ -17,10 +17,7 @@
 
 #include "TarvexCommon/Keychain/Keychain.h"
 
-#include <spawn.h>
 #include <sqlite3.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -44,6 +41,7 @@
 #include "TarvexCommon/Platform/Memory/RecordingLog.h"
 #include "TarvexCommon/Platform/Services.h"
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
+#include "benchmarks/Support/Process.h"
 #include "benchmarks/Support/Rounds.h"
 #include "tests/Support/TemporaryFolder.h"
 
@@ -181,38 +179,6 @@ void readCold(const path& folder, Clock::time_point start) {
   std::printf("%.0f", Nanoseconds(Clock::now() - start).count());
 }
 
-// Starts this program again and waits for its end.
-void runAgain(std::string option, std::string argument, int output) {
-  std::string program = "/proc/self/exe";
-  char* arguments[] = {program.data(), option.data(), argument.data(), nullptr};
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-  pid_t process = 0;
-  int status = -1;
-  check(posix_spawn(&process, program.c_str(), &actions, nullptr, arguments, environ) == 0 &&
-            waitpid(process, &status, 0) == process && status == 0,
-        "the new process failed");
-  posix_spawn_file_actions_destroy(&actions);
-}
-
-struct ColdTimes {
-  Nanoseconds get;
-  Nanoseconds process;
-};
-
-ColdTimes measureCold(const path& folder) {
-  std::array<int, 2> ends{};
-  check(pipe(ends.data()) == 0, "no pipe");
-  const auto start = Clock::now();
-  runAgain("--cold", folder, ends[1]);
-  const auto end = Clock::now();
-  std::array<char, 32> printed{};
-  check(read(ends[0], printed.data(), printed.size() - 1) > 0, "the new process said nothing");
-  for (const int descriptor : ends) close(descriptor);
-  return {.get = Nanoseconds(std::atof(printed.data())), .process = end - start};
-}
-
 // Returns the time of one item, and leaves all of them as they were.
 Nanoseconds measureMigration(const ItemService& items, std::size_t count) {
   use(items);
@@ -269,9 +235,9 @@ void measureStarting(int rounds, const path& folder) {
   const path cold = fill(folder / "cold", 10);
   bench::Rounds measured({});
   for (int round = 0; round < rounds; ++round) {
-    const ColdTimes times = measureCold(cold);
-    measured.add("get", times.get);
-    measured.add("process", times.process);
+    const bench::Run again = bench::run({"/proc/self/exe", "--cold", cold});
+    measured.add("get", Nanoseconds(std::stod(again.printed)));
+    measured.add("process", again.toEnd);
   }
   measured.reportMilliseconds("keychain.cold-get.ms", "get");
   measured.reportMilliseconds("keychain.cold-process.ms", "process");

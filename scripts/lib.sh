@@ -9,7 +9,7 @@ packages_picture=("${packages_demo[@]}" qt6-base-dev xvfb imagemagick)
 packages_package=("${packages_demo[@]}" qt6-base-dev dpkg-dev file lintian abigail-tools)
 packages_check=("${packages_test[@]}" clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev)
 packages_docs=(doxygen)
-packages_bench=("${packages_demo[@]}" libcjose-dev libjansson-dev
+packages_bench=("${packages_demo[@]}" libcjose-dev libjansson-dev libjwt-dev
   nlohmann-json3-dev rapidjson-dev libglib2.0-dev)
 
 fail() {
@@ -44,6 +44,14 @@ listed_headers() {
 # Debian's npm and the one of other distributions of Node exclude each other.
 install_node() {
   command -v npm >/dev/null || install_packages nodejs npm ca-certificates
+}
+
+# install_modules FOLDER: those that the folder's package-lock.json names, into this one.
+install_modules() {
+  cmp -s "$1/package-lock.json" node_modules/installed-lock.json && return
+  cp "$1/package.json" "$1/package-lock.json" .
+  timeout 120 npm ci --no-audit --no-fund --loglevel=error
+  cp package-lock.json node_modules/installed-lock.json
 }
 
 # step TITLE COMMAND...: one line, and the command's output only if it fails.

@@ -1,0 +1,4 @@
+// A C++ program without the library.
+#include "benchmarks/Start/status.h"
+
+int main() { return printStatus(); }
