@@ -9,6 +9,24 @@ if(CMAKE_INSTALL_FULL_LIBDIR IN_LIST CMAKE_CXX_IMPLICIT_LINK_DIRECTORIES)
   set(TARVEX_IN_SYSTEM TRUE)
 endif()
 
+# Programs at random addresses; see `tarvex_harden`.
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+include(CheckPIESupported)
+check_pie_supported()
+
+# What compiler and linker do against faults that would let data become code.
+# _FORTIFY_SOURCE needs optimisation, and gets in the way of the sanitizers. scripts/check-hardening
+# looks at the result.
+function(tarvex_harden target)
+  target_compile_options(${target} PRIVATE -fstack-protector-strong -fstack-clash-protection)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
+    target_compile_options(${target} PRIVATE -fcf-protection)
+  endif()
+  target_compile_definitions(${target} PRIVATE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+  target_link_options(${target} PRIVATE
+    LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)
+endfunction()
+
 # Strict warnings, hidden symbols, source positions relative to the project. To be called
 # when the target has its sources.
 function(tarvex_configure target)
@@ -19,6 +37,7 @@ function(tarvex_configure target)
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion
     $<$<BOOL:${TARVEX_WARNINGS_AS_ERRORS}>:-Werror>
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -fno-semantic-interposition)
+  tarvex_harden(${target})
   tarvex_unite(${target})
 endfunction()
 

@@ -9,6 +9,7 @@ packages_picture=("${packages_demo[@]}" qt6-base-dev xvfb imagemagick)
 packages_package=("${packages_demo[@]}" qt6-base-dev dpkg-dev file lintian abigail-tools)
 packages_check=("${packages_test[@]}" clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev)
 packages_docs=(doxygen)
+packages_hardening=("${packages_demo[@]}" devscripts binutils)
 packages_bench=("${packages_demo[@]}" libcjose-dev libjansson-dev libjwt-dev
   nlohmann-json3-dev rapidjson-dev libglib2.0-dev)
 
