@@ -7,7 +7,7 @@ packages_test=("${packages_demo[@]}" libgtest-dev libgmock-dev python3-cryptogra
   qt6-base-dev desktop-file-utils appstream)
 packages_picture=("${packages_demo[@]}" qt6-base-dev xvfb imagemagick)
 packages_package=("${packages_demo[@]}" qt6-base-dev dpkg-dev file lintian abigail-tools)
-packages_check=("${packages_test[@]}" clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev)
+packages_check=("${packages_test[@]}" nlohmann-json3-dev clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev)
 packages_docs=(doxygen)
 packages_hardening=("${packages_demo[@]}" devscripts binutils)
 packages_bench=("${packages_demo[@]}" libcjose-dev libjansson-dev libjwt-dev
