@@ -1,12 +1,18 @@
 // Tokens, against the signature functions alone and against another JOSE library.
 //
-//   token.verify/libcrypto       reading with verification against EVP_PKEY_verify of a
-//                                digest, its context reused
+//   token.verify.hot/libcrypto   reading with verification against EVP_PKEY_verify of a
+//                                digest, its context reused; by a key that is used often,
+//                                ".cold" by one that is not
+//   verify.two-threads/one-thread  how many times more signatures two threads verify
+//                                than one in the same time, with one key
+//   key.import.public.per-second   keys from 65 bytes
 //   token.export/libcrypto       export against EVP_PKEY_sign of a digest, likewise
 //   token.read.unverified/cjose  reading without verification against cjose's import
 //                                and the decoding of the claims' JSON by jansson, the
 //                                library that cjose itself is built on; with
 //                                ".import", without that decoding
+//   hash.1KiB/libcrypto          a digest against one by EVP_DigestUpdate, algorithm and
+//                                context reused
 //
 // A ratio above 1 says that ours is faster.
 
@@ -18,14 +24,17 @@
 #include <openssl/x509.h>
 
 #include <array>
+#include <atomic>
 #include <cstdlib>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "TarvexCommon/Base/Base64.h"
 #include "TarvexCommon/Common/Encoding.h"
+#include "TarvexCommon/Crypto/Digest.h"
 #include "TarvexCommon/JWT/JWT.h"
 #include "TarvexCommon/Platform/Memory/MemoryItemService.h"
 #include "TarvexCommon/Platform/Services.h"
@@ -97,6 +106,78 @@ std::size_t importWithCjose(const std::string& text, bool decodeClaims) {
   return size;
 }
 
+// How long `count` threads take together for one verification each.
+bench::Nanoseconds timePerVerification(int count, const ECDSA& key,
+                                       const ECDSA::Verification& one) {
+  constexpr std::chrono::milliseconds time(40);
+  std::atomic<long> done = 0;
+  const auto start = bench::Clock::now();
+  {
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < count; ++thread) {
+      threads.emplace_back([&] {
+        long mine = 0;
+        for (; bench::Clock::now() - start < time; ++mine) key.verifySignature(one);
+        done += mine;
+      });
+    }
+  }
+  return bench::Nanoseconds(bench::Clock::now() - start) / static_cast<double>(done);
+}
+
+void measureThreads(int rounds, const ECDSA& key) {
+  const std::string msg(200, 'm');
+  const Data signature = key.createSignature(msg);
+  bench::Rounds measured({});
+  for (int round = 0; round < rounds; ++round) {
+    for (const auto& [name, count] : {std::pair("one", 1), {"two", 2}}) {
+      measured.add(name, timePerVerification(count, key, {.msg = msg, .signature = signature}));
+    }
+  }
+  measured.reportRatio("verify.two-threads/one-thread", "two", "one");
+}
+
+void measureHash(int rounds, const char* figure, std::size_t size) {
+  const std::unique_ptr<EVP_MD, decltype(&EVP_MD_free)> sha256(
+      EVP_MD_fetch(nullptr, "SHA256", nullptr), EVP_MD_free);
+  const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
+                                                                        EVP_MD_CTX_free);
+  const Data data(size, 'd');
+  const tarvex::Crypto::Digest ours(tarvex::Crypto::Hash::sha256);
+  bench::Rounds measured({
+      {"ours", [&](std::size_t) { check(ours.compute(data).size() == 32); }},
+      {"libcrypto",
+       [&](std::size_t) {
+         std::array<unsigned char, 32> digest;
+         check(EVP_DigestInit_ex2(context.get(), sha256.get(), nullptr) == 1 &&
+               EVP_DigestUpdate(context.get(), data.data(), data.size()) == 1 &&
+               EVP_DigestFinal_ex(context.get(), digest.data(), nullptr) == 1);
+       }},
+  });
+  measured.run(rounds, std::chrono::milliseconds(3));
+  measured.reportRatio(figure, "ours", "libcrypto");
+}
+
+// A key that is made anew before it has verified often.
+class ColdKey {
+ public:
+  explicit ColdKey(Data bytes) : bytes_(std::move(bytes)), key_({.pubKey = bytes_}) {}
+
+  const ECDSA& next() {
+    if (++uses_ % 256 == 0) key_ = ECDSA({.pubKey = bytes_});
+    return key_;
+  }
+
+ private:
+  Data bytes_;
+  ECDSA key_;
+  unsigned uses_ = 0;
+};
+
+void verify(const std::string& text, const ECDSA& key) {
+  (void)JWT::fromBase64url({.base64url = text, .ec = &key, .verifySignature = true});
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -120,12 +201,15 @@ int main(int argc, char** argv) {
     digests.push_back(digested(texts.back(), signer.get()));
   }
 
+  const Data publicKey = tarvex::SecKeyCopyExternalRepresentation(pair.publicKey()).value();
+  ColdKey coldKey(publicKey);
+  for (int use = 0; use < 1000; ++use) verify(texts[0], pair);  // now it is hot
+  measureThreads(rounds, pair);
+
   bench::Rounds measured({
-      {"verify",
-       [&](std::size_t i) {
-         (void)JWT::fromBase64url(
-             {.base64url = texts[i % tokenCount], .ec = &pair, .verifySignature = true});
-       }},
+      {"verify.hot", [&](std::size_t i) { verify(texts[i % tokenCount], pair); }},
+      {"verify.cold", [&](std::size_t i) { verify(texts[i % tokenCount], coldKey.next()); }},
+      {"import", [&](std::size_t) { (void)ECDSA({.pubKey = publicKey}); }},
       {"EVP_PKEY_verify",
        [&](std::size_t i) {
          const Digested& one = digests[i % tokenCount];
@@ -150,12 +234,17 @@ int main(int argc, char** argv) {
   });
   measured.run(rounds, std::chrono::milliseconds(15));
 
-  measured.reportRatio("token.verify/libcrypto", "verify", "EVP_PKEY_verify");
+  measured.reportRatio("token.verify.hot/libcrypto", "verify.hot", "EVP_PKEY_verify");
+  measured.reportRatio("token.verify.cold/libcrypto", "verify.cold", "EVP_PKEY_verify");
   measured.reportRatio("token.export/libcrypto", "export", "EVP_PKEY_sign");
   measured.reportRatio("token.read.unverified/cjose", "read", "cjose");
   measured.reportRatio("token.read.unverified/cjose.import", "read", "cjose.import");
-  for (const char* name :
-       {"verify", "EVP_PKEY_verify", "export", "EVP_PKEY_sign", "read", "cjose"}) {
+  measured.reportRate("key.import.public.per-second", "import");
+  for (const char* name : {"verify.hot", "verify.cold", "EVP_PKEY_verify", "export",
+                           "EVP_PKEY_sign", "read", "cjose"}) {
     measured.reportTime(name, name);
   }
+  measureHash(rounds, "hash.64B/libcrypto", 64);
+  measureHash(rounds, "hash.1KiB/libcrypto", 1024);
+  measureHash(rounds, "hash.1MiB/libcrypto", 1048576);
 }

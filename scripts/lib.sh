@@ -2,7 +2,8 @@
 
 # Packages by purpose. What a purpose names includes what it builds on.
 packages_demo=(g++ cmake ninja-build pkg-config gettext
-  libssl-dev libsimdjson-dev libsqlite3-dev libutf8proc-dev libsystemd-dev libcli11-dev libbsd-dev)
+  libssl-dev libgmp-dev libsimdjson-dev libsqlite3-dev libutf8proc-dev libsystemd-dev libcli11-dev
+  libbsd-dev)
 packages_test=("${packages_demo[@]}" libgtest-dev libgmock-dev python3-cryptography-vectors
   qt6-base-dev desktop-file-utils appstream)
 packages_picture=("${packages_demo[@]}" qt6-base-dev xvfb imagemagick)

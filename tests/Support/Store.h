@@ -10,7 +10,6 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <list>
 #include <memory>
 #include <set>
@@ -145,8 +144,5 @@ void inProcesses(int count, const Work& work) {
   begin[0] = true;
   for (Process& process : processes) EXPECT_TRUE(process.succeeds());
 }
-
-// Whether there is time for many rounds.
-inline bool isLong() { return std::getenv("TARVEX_TEST_LONG") != nullptr; }
 
 }  // namespace tarvex

@@ -13,6 +13,7 @@
 namespace tarvex {
 
 inline const std::string nistVectors = TARVEX_VECTORS "/";
+inline const std::string ecdsaVectors = nistVectors + "asymmetric/ECDSA/FIPS_186-3/";
 inline const std::string ownVectors = TARVEX_TESTS "/Data/";
 
 // One record: a run of "Name = value" lines, each name once.
@@ -26,6 +27,9 @@ struct Vector {
   std::string text(const std::string& name) const { return unescaped(raw(name)); }
   Data bytes(const std::string& name) const { return fromHex(raw(name)); }
   std::size_t number(const std::string& name) const { return std::stoul(raw(name)); }
+
+  // Whether whoever made the record finds good what it shows; so it is where nothing is said.
+  bool isGood() const { return !has("Result") || raw("Result").starts_with('P'); }
 
   std::string trace() const {
     return '[' + section + "] line " + std::to_string(line) +

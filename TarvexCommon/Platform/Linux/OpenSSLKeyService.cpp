@@ -14,9 +14,8 @@ namespace tarvex {
 namespace {
 
 using Signature = OpenSSLOwner<ECDSA_SIG, ECDSA_SIG_free>;
-using SignatureNumber = OpenSSLOwner<BIGNUM, BN_free>;
 
-static_assert(signatureComponentSize == scalarSize);
+static_assert(signatureComponentSize == p256ScalarSize);
 
 const OpenSSLKey& opened(const SecKeyRef& key) { return static_cast<const OpenSSLKey&>(*key); }
 
@@ -51,7 +50,7 @@ ItemDictionary keyItem(const ItemDictionary& attributes, std::string_view own,
     item.insert_or_assign(std::string(name), std::move(value));
   };
   set(kSecClass, kSecClassKey);
-  set(kSecAttrKeyClass, key.isPrivate ? kSecAttrKeyClassPrivate : kSecAttrKeyClassPublic);
+  set(kSecAttrKeyClass, key.isPrivate() ? kSecAttrKeyClassPrivate : kSecAttrKeyClassPublic);
   set(kSecAttrApplicationLabel, toData(sha256(opened(key.publicKey()).externalBytes())));
   set(kSecValueData, key.externalBytes());
   return item;
@@ -102,7 +101,7 @@ SecKeyRef copyPublicKey(const SecKeyRef& key) {
 bool isAlgorithmSupported(const SecKeyRef& key, SecKeyOperationType operation,
                           SecKeyAlgorithm algorithm) {
   return key != nullptr && algorithm == kSecKeyAlgorithmECDSASignatureMessageX962SHA256 &&
-         opened(key).isPrivate == (operation == kSecKeyOperationTypeSign);
+         opened(key).isPrivate() == (operation == kSecKeyOperationTypeSign);
 }
 
 Scalar toScalar(const BIGNUM* number) {
@@ -118,7 +117,7 @@ SecKeyResult<Data> createSignature(const SecKeyRef& key, SecKeyAlgorithm algorit
   const OpenSSLErrorMark mark;
   const auto digest = sha256(msg);
   const Signature signature(
-      ECDSA_do_sign(digest.data(), static_cast<int>(digest.size()), opened(key).ec.get()));
+      ECDSA_do_sign(digest.data(), static_cast<int>(digest.size()), opened(key).signer()));
   if (!signature) return SecKeyFailure{"the message could not be signed"};
   return signatureDER(toScalar(ECDSA_SIG_get0_r(signature.get())),
                       toScalar(ECDSA_SIG_get0_s(signature.get())));
@@ -131,38 +130,19 @@ std::optional<Scalar> takeInteger(Bytes& der) {
   Bytes field = der.subspan(2, der[1]);
   der = der.subspan(2 + field.size());
   while (!field.empty() && field[0] == 0) field = field.subspan(1);
-  if (field.size() > scalarSize) return std::nullopt;
+  if (field.size() > p256ScalarSize) return std::nullopt;
   Scalar value{};
   std::copy_backward(field.begin(), field.end(), value.end());
   return value;
 }
 
-struct Components {
-  Scalar r;
-  Scalar s;
-};
-
-std::optional<Components> readSignature(Bytes der) {
+std::optional<SignatureNumbers> readSignature(Bytes der) {
   if (der.size() < 2 || der[0] != 0x30 || der[1] != der.size() - 2) return std::nullopt;
   der = der.subspan(2);
   const auto r = takeInteger(der);
   const auto s = r ? takeInteger(der) : std::nullopt;
   if (!s || !der.empty()) return std::nullopt;
-  return Components{*r, *s};
-}
-
-bool isInRange(Bytes component) { return !isZero(component) && isBelow(component, p256Order); }
-
-Signature toSignature(const Components& components) {
-  const auto number = [](Bytes bytes) {
-    return SignatureNumber(BN_bin2bn(bytes.data(), static_cast<int>(bytes.size()), nullptr));
-  };
-  Signature signature(ECDSA_SIG_new());
-  SignatureNumber r = number(components.r);
-  SignatureNumber s = number(components.s);
-  if (!signature || !r || !s) throw std::bad_alloc();
-  ECDSA_SIG_set0(signature.get(), r.release(), s.release());
-  return signature;
+  return SignatureNumbers{*r, *s};
 }
 
 // Works on r and s, not on the DER: OpenSSL refuses any that is not minimal.
@@ -171,17 +151,12 @@ std::optional<SecKeyFailure> verifySignature(const SecKeyRef& key, SecKeyAlgorit
   if (!isAlgorithmSupported(key, kSecKeyOperationTypeVerify, algorithm)) {
     return SecKeyFailure{"the key cannot verify with this algorithm"};
   }
-  const auto components = readSignature(check.derSig);
-  if (!components) return SecKeyFailure{"the signature is not a DER sequence of two integers"};
-  if (!isInRange(components->r) || !isInRange(components->s)) {
+  const auto signature = readSignature(check.derSig);
+  if (!signature) return SecKeyFailure{"the signature is not a DER sequence of two integers"};
+  if (!signature->areInRange()) {
     return SecKeyFailure{"r or s is not between 1 and the order of P-256"};
   }
-  const OpenSSLErrorMark mark;
-  const auto digest = sha256(check.msg);
-  const Signature signature = toSignature(*components);
-  const int answer = ECDSA_do_verify(digest.data(), static_cast<int>(digest.size()),
-                                     signature.get(), opened(key).ec.get());
-  if (answer == 1) return std::nullopt;
+  if (opened(key).verifies(*signature, sha256(check.msg))) return std::nullopt;
   return SecKeyFailure{"the signature is not one of this message by this key"};
 }
 

@@ -1,19 +1,15 @@
+#include "TarvexCommon/Platform/Linux/OpenSSLP256.h"
+
 #include <openssl/obj_mac.h>
 
+#include <algorithm>
 #include <new>
 
-#include "TarvexCommon/Platform/Linux/OpenSSLKey.h"
-#include "TarvexCommon/Platform/P256.h"
-
 namespace tarvex {
+
 namespace {
 
-using Group = OpenSSLOwner<EC_GROUP, EC_GROUP_free>;
-using Point = OpenSSLOwner<EC_POINT, EC_POINT_free>;
-using Number = OpenSSLOwner<BIGNUM, BN_clear_free>;
-
 constexpr std::size_t compressedSize = 1 + p256ScalarSize;
-static_assert(p256ScalarSize == scalarSize);
 
 // Of the forms that OpenSSL reads, infinity and the hybrid one are left out.
 bool isFullOrCompressed(Bytes encoded) {
@@ -21,52 +17,63 @@ bool isFullOrCompressed(Bytes encoded) {
   return encoded.size() == compressedSize;
 }
 
-// A point of P-256 that is calculated in one step.
-class Calculation {
- public:
-  Calculation()
-      : group_(EC_GROUP_new_by_curve_name(NID_X9_62_prime256v1)),
-        point_(group_ ? EC_POINT_new(group_.get()) : nullptr) {
-    if (!point_) throw std::bad_alloc();
-  }
-
-  bool decode(Bytes encoded) {
-    return EC_POINT_oct2point(group_.get(), point_.get(), encoded.data(), encoded.size(),
-                              nullptr) == 1;
-  }
-
-  bool multiplyGenerator(const BIGNUM* number) {
-    return EC_POINT_mul(group_.get(), point_.get(), number, nullptr, nullptr, nullptr) == 1;
-  }
-
-  Data result() const {
-    Data bytes(p256PointSize);
-    EC_POINT_point2oct(group_.get(), point_.get(), POINT_CONVERSION_UNCOMPRESSED, bytes.data(),
-                       bytes.size(), nullptr);
-    return bytes;
-  }
-
- private:
-  OpenSSLErrorMark mark_;
-  Group group_;
-  Point point_;
-};
-
 }  // namespace
+
+bool isZero(Bytes scalar) {
+  return std::all_of(scalar.begin(), scalar.end(), [](std::uint8_t byte) { return byte == 0; });
+}
+
+bool isBelow(Bytes scalar, const Scalar& bound) {
+  return std::lexicographical_compare(scalar.begin(), scalar.end(), bound.begin(), bound.end());
+}
+
+const EC_GROUP* p256() {
+  static const EC_GROUP* const group = allocated(EC_GROUP_new_by_curve_name(NID_X9_62_prime256v1));
+  return group;
+}
+
+P256Point newPoint() { return P256Point(allocated(EC_POINT_new(p256()))); }
+
+PrivateScalar privateScalar(Bytes scalar) {
+  return PrivateScalar(
+      allocated(BN_bin2bn(scalar.data(), static_cast<int>(scalar.size()), nullptr)));
+}
+
+P256Point decodedPoint(Bytes encoded) {
+  P256Point point = newPoint();
+  const OpenSSLErrorMark mark;
+  const bool isPoint =
+      EC_POINT_oct2point(p256(), point.get(), encoded.data(), encoded.size(), nullptr) == 1;
+  return isPoint ? std::move(point) : nullptr;
+}
+
+Data encodedPoint(const EC_POINT* point) {
+  Data bytes(p256PointSize);
+  if (EC_POINT_point2oct(p256(), point, POINT_CONVERSION_UNCOMPRESSED, bytes.data(), bytes.size(),
+                         nullptr) != bytes.size()) {
+    throw std::bad_alloc();
+  }
+  return bytes;
+}
+
+P256Point publicPoint(const BIGNUM* number) {
+  P256Point point = newPoint();
+  if (EC_POINT_mul(p256(), point.get(), number, nullptr, nullptr, nullptr) != 1) {
+    throw std::bad_alloc();
+  }
+  return point;
+}
 
 std::optional<Data> p256Point(Bytes encoded) {
   if (!isFullOrCompressed(encoded)) return std::nullopt;
-  Calculation point;
-  if (!point.decode(encoded)) return std::nullopt;
-  return point.result();
+  const P256Point point = decodedPoint(encoded);
+  if (!point) return std::nullopt;
+  return encodedPoint(point.get());
 }
 
 std::optional<Data> p256PublicPoint(Bytes scalar) {
   if (isZero(scalar) || !isBelow(scalar, p256Order)) return std::nullopt;
-  const Number number(BN_bin2bn(scalar.data(), static_cast<int>(scalar.size()), nullptr));
-  Calculation point;
-  if (!number || !point.multiplyGenerator(number.get())) throw std::bad_alloc();
-  return point.result();
+  return encodedPoint(publicPoint(privateScalar(scalar).get()).get());
 }
 
 }  // namespace tarvex

@@ -6,7 +6,7 @@
 #include <memory>
 #include <new>
 
-#include "TarvexCommon/Platform/Linux/OpenSSLKey.h"
+#include "TarvexCommon/Platform/Linux/OpenSSLOwner.h"
 #include "TarvexCommon/Platform/PEM.h"
 
 namespace tarvex {

@@ -11,7 +11,7 @@
 #include <span>
 #include <string>
 
-#include "TarvexCommon/Platform/Linux/OpenSSLKey.h"
+#include "TarvexCommon/Platform/Linux/OpenSSLOwner.h"
 #include "TarvexCommon/Platform/Sealing.h"
 
 namespace tarvex {

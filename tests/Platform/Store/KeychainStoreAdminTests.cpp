@@ -13,6 +13,7 @@
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
 #include "TarvexCommon/Platform/Store/OpenStore.h"
 #include "tests/Support/Hex.h"
+#include "tests/Support/LongTests.h"
 #include "tests/Support/Store.h"
 #include "tests/Support/StoreFiles.h"
 

@@ -11,6 +11,7 @@
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
 #include "tests/Support/ExampleKey.h"
 #include "tests/Support/InstalledServices.h"
+#include "tests/Support/LongTests.h"
 #include "tests/Support/Store.h"
 #include "tests/Support/Threads.h"
 
