@@ -6,7 +6,6 @@
 #include <new>
 
 namespace tarvex {
-
 namespace {
 
 constexpr std::size_t compressedSize = 1 + p256ScalarSize;
@@ -56,9 +55,9 @@ Data encodedPoint(const EC_POINT* point) {
   return bytes;
 }
 
-P256Point publicPoint(const BIGNUM* number) {
+P256Point publicPoint(const BIGNUM* scalar) {
   P256Point point = newPoint();
-  if (EC_POINT_mul(p256(), point.get(), number, nullptr, nullptr, nullptr) != 1) {
+  if (EC_POINT_mul(p256(), point.get(), scalar, nullptr, nullptr, nullptr) != 1) {
     throw std::bad_alloc();
   }
   return point;

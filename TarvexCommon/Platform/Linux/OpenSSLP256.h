@@ -43,6 +43,6 @@ P256Point decodedPoint(Bytes encoded);
 Data encodedPoint(const EC_POINT* point);
 
 // Returns the public point of a private scalar.
-P256Point publicPoint(const BIGNUM* number);
+P256Point publicPoint(const BIGNUM* scalar);
 
 }  // namespace tarvex
