@@ -69,8 +69,12 @@ std::size_t nesting(std::string_view text) {
 // Returns whether an integer may be there that is zero with a sign.
 bool mayHaveNegativeZero(std::string_view text) {
   constexpr std::string_view goesOn = ".eE0123456789";
+  constexpr std::string_view begins = ":[, \t\n\r";
   for (auto at = text.find("-0"); at < text.size(); at = text.find("-0", at + 2)) {
-    if (at + 2 == text.size() || goesOn.find(text[at + 2]) == std::string_view::npos) return true;
+    const bool isFirst = at == 0 || begins.find(text[at - 1]) != std::string_view::npos;
+    const bool isLast =
+        at + 2 == text.size() || goesOn.find(text[at + 2]) == std::string_view::npos;
+    if (isFirst && isLast) return true;
   }
   return false;
 }
