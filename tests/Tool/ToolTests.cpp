@@ -274,6 +274,14 @@ TEST(Tool, LooksAfterTheKeychain) {
                     {"keychain slot add passphrase", "", 2, ""},
                     {"keychain slot add passphrase --new-passphrase-file -", "open\n", 0, ""},
                     {"keychain slot add file", "", 2, ""}});
+  tool.write("keychain/keychain.count", "no count");
+  expectRows(tool, {{"keychain status", "", 3, ""},
+                    {"keychain check", "", 3, ""},
+                    {"keychain repair --json", "", 0,
+                     R"(\{"repaired":true,"lost":null\})"
+                     "\n"},
+                    {"keychain repair", "", 0, "no change is lost\n"},
+                    {"keychain check", "", 0, "sound\n"}});
   tool.write("wrong", "shut\n");
   EXPECT_EQ(tool("--passphrase-file - keychain slot remove file", "open\n").status, 0);
   expectRows(tool, {{"keychain status --json", "", 0,

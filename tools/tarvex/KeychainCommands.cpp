@@ -1,4 +1,4 @@
-// keychain status, check, backup, slot add, slot change, slot remove.
+// keychain status, check, repair, backup, slot add, slot change, slot remove.
 
 #include <filesystem>
 #include <memory>
@@ -14,6 +14,7 @@ namespace tool {
 namespace {
 
 using tarvex::JSONValue;
+using tarvex::KeychainStoreStatus;
 using tarvex::KeySlot;
 
 std::string nameOf(KeySlot slot) { return slot == KeySlot::file ? "file" : "passphrase"; }
@@ -22,8 +23,22 @@ KeySlot slotOf(const std::string& name) {
   return name == "file" ? KeySlot::file : KeySlot::passphrase;
 }
 
+// What became of the latest changes.
+std::string lossOf(const KeychainStoreStatus& status) {
+  const auto count = status.lostChanges.value_or(0);
+  if (count == 0) return "its latest changes may be lost: keychain.count is lost or damaged";
+  return "its latest " + std::to_string(count) +
+         (count == 1 ? " change is lost" : " changes are lost");
+}
+
+void requireNoLoss(const KeychainStoreStatus& status) {
+  if (!status.lostChanges) return;
+  throw Failure(lossOf(status) + "; \"tarvex keychain repair\" goes on with what is left");
+}
+
 bool status(const Tool& tool) {
   const auto status = store(tool).status();
+  requireNoLoss(status);
   require(status.answer);
   if (!status.isThere) {
     tool.print(JSONValue::object({{"folder", status.folder}, {"exists", false}}),
@@ -49,8 +64,26 @@ bool status(const Tool& tool) {
 }
 
 bool check(const Tool& tool) {
-  require(store(tool).check());
+  const auto keychain = store(tool);
+  requireNoLoss(keychain.status());
+  require(keychain.check());
   tool.print(JSONValue::object({{"sound", true}}), "sound");
+  return true;
+}
+
+bool repair(const Tool& tool) {
+  const auto keychain = store(tool);
+  const auto before = keychain.status();
+  if (!before.lostChanges) {
+    require(before.answer);
+    tool.print(JSONValue::object({{"repaired", false}}), "no change is lost");
+    return true;
+  }
+  require(keychain.acceptLoss());
+  const std::optional<JSONValue> count = *before.lostChanges;
+  tool.print(JSONValue::object(
+                 {{"repaired", true}, {"lost", *before.lostChanges == 0 ? std::nullopt : count}}),
+             lossOf(before) + "; the keychain is as it was before");
   return true;
 }
 
@@ -117,6 +150,8 @@ void addKeychainCommands(Tool& tool) {
                [&tool] { return status(tool); });
   tool.command(*group, "check", "Verify the integrity of everything in it",
                [&tool] { return check(tool); });
+  tool.command(*group, "repair", "Go on with it when its latest changes are lost",
+               [&tool] { return repair(tool); });
   const auto file = std::make_shared<std::string>();
   tool.command(*group, "backup", "Write a consistent copy of it",
                [&tool, file] { return backup(tool, *file); })

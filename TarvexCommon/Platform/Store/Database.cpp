@@ -27,7 +27,14 @@ OSStatus statusOfInputOutput(sqlite3* database, OSStatus otherwise) {
   }
 }
 
+// A log or a file that ends too early, or of which a page is not what was written.
+bool isDamage(int code) {
+  return code == SQLITE_IOERR_SHORT_READ || code == SQLITE_IOERR_DATA ||
+         code == SQLITE_IOERR_CORRUPTFS;
+}
+
 OSStatus statusOfCode(int code, sqlite3* database) {
+  if (isDamage(code)) return errSecInvalidKeychain;
   switch (code & 0xFF) {
     case SQLITE_CONSTRAINT: return errSecDuplicateItem;
     case SQLITE_CORRUPT:
@@ -217,6 +224,12 @@ std::string Database::text(std::string_view sql) const {
   return row.next() ? std::string(row.bytes(0).text()) : "";
 }
 
+std::uint32_t Database::dataVersion() const {
+  std::uint32_t version = 0;
+  sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_DATA_VERSION, &version);
+  return version;
+}
+
 bool Database::isSound() const { return text("PRAGMA integrity_check(1)") == "ok"; }
 
 // All of it in one step: a reader sees one state, whatever others write meanwhile.
@@ -231,7 +244,7 @@ Database Database::inMemory() const {
   return copy;
 }
 
-Data Database::copy() const {
+Data Database::copy(const char* changes) const {
   struct Free {
     void operator()(unsigned char* bytes) const noexcept { sqlite3_free(bytes); }
   };
@@ -240,6 +253,7 @@ Data Database::copy() const {
   {
     const Database copied = inMemory();
     ensure(copied.isSound(), errSecInvalidKeychain);
+    copied.run(changes);
     bytes.reset(sqlite3_serialize(copied.database_.get(), "main", &size, 0));
   }
   ensure(bytes != nullptr, errSecAllocate);

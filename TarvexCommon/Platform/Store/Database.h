@@ -116,12 +116,16 @@ class Database {
   std::int64_t integer(std::string_view sql) const;
   std::string text(std::string_view sql) const;
 
+  // Another number when its content has changed, whoever did it, as far as is known since it
+  // was last read.
+  std::uint32_t dataVersion() const;
+
   // Reads the structure of the whole file.
   bool isSound() const;
 
-  // Returns the bytes of a file that holds what this one and its log hold now. Throws
-  // `errSecInvalidKeychain` when its structure is damaged.
-  Data copy() const;
+  // Returns the bytes of a file that holds what this one and its log hold now, changed by
+  // statements. Throws `errSecInvalidKeychain` when its structure is damaged.
+  Data copy(const char* changes) const;
 
   // Whether closing it may fold the log into the file; at first it may.
   void foldLogOnClose(bool allowed) const;

@@ -74,7 +74,7 @@ class StoreKeeper {
   void read(const Operation& operation) {
     const std::shared_ptr<OpenStore> store = opened();
     const DatabaseUse use;
-    guarded(*store, [&] { operation(*store); });
+    guarded(*store, [&] { store->counter.whileNoneIsLost([&] { operation(*store); }); });
   }
 
   template <typename Operation>
@@ -133,6 +133,10 @@ OSStatus KeychainStore::changePassphrase(const AskForPassphrase& newPassphrase) 
 
 OSStatus KeychainStore::removeSlot(KeySlot slot) const {
   return statusOf([&] { tarvex::removeSlot(keeper_->options(), slot); });
+}
+
+OSStatus KeychainStore::acceptLoss() const {
+  return statusOf([this] { tarvex::acceptLoss(keeper_->options()); });
 }
 
 OSStatus KeychainStore::backup(const std::string& file) const {

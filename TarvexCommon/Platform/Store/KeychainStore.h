@@ -6,6 +6,7 @@
 //                    process closes it; keychain.db-shm is their index
 //   keychain.key     what opens it, unless only a passphrase does
 //   keychain.lock    held by whoever opens, changes or closes it
+//   keychain.count   how many changes it has had, to notice when some are lost
 //
 // Service, account and group of an item are keyed hashes, which show only what is equal; class
 // and synchronisation stand in clear; all else is sealed (AES-256-GCM). The master key lies in
@@ -48,9 +49,13 @@ struct KeychainStoreStatus {
   std::string folder = {};          // an absolute path
   bool isThere = false;
   std::int64_t bytes = 0;          // the database and its log
-  std::int64_t formatVersion = 0;  // 1 is the one that is read; 0 is no store's
+  std::int64_t formatVersion = 0;  // 2 is the one that is read; 0 is no store's
   std::int64_t itemCount = 0;
   std::vector<KeySlot> slots = {};
+
+  // How many of the latest changes are lost, because the log or its end is; 0 when that is not
+  // known, because keychain.count is lost or damaged; nothing when none is.
+  std::optional<std::int64_t> lostChanges = {};
 };
 
 // The first operation opens the store, and makes it where there is none. Any number of threads
@@ -64,7 +69,8 @@ struct KeychainStoreStatus {
 //                                readable by others; no store, where none is made
 //   errSecInteractionNotAllowed  it opens by a passphrase, and there is none, or no new one
 //   errSecAuthFailed             the passphrase is wrong, or the key file another store's
-//   errSecInvalidKeychain        no store, one of a newer format, or a damaged one
+//   errSecInvalidKeychain        no store, one of another format, one that is damaged or has
+//                                lost its latest changes
 //   errSecDecode                 this item is damaged; others are not
 //   errSecWrPerm                 the folder or a file is read-only
 //   errSecDiskFull               no space left; reading goes on
@@ -100,6 +106,10 @@ class TARVEX_EXPORT KeychainStore {
   // locked out. The key file goes with its slot. The master key stays: a backup still opens by
   // the slots that it has.
   OSStatus removeSlot(KeySlot slot) const;
+
+  // Goes on with a store that has lost its latest changes, as it was before them: until then it
+  // answers `errSecInvalidKeychain` and is left as it is. Does nothing with one that has not.
+  OSStatus acceptLoss() const;
 
   // Writes the database as it is now to a new file, while others go on using it; asks for no
   // passphrase. Put into an empty folder as keychain.db, beside the same keychain.key if it

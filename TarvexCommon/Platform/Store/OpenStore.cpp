@@ -14,9 +14,7 @@ constexpr char journalFile[] = "keychain.db-journal";
 constexpr std::size_t idSize = 16;
 
 // "TVKC", and the version that is written and the only one that is read.
-constexpr Database::Format format = {.application = 0x54564B43, .version = 1};
-
-constexpr char storeTable[] = "CREATE TABLE store(id BLOB NOT NULL)";
+constexpr Database::Format format = {.application = 0x54564B43, .version = 2};
 
 // The whole schema, as SQLite gives it back.
 std::string schema() { return std::string(storeTable) + '\n' + slotTable + '\n' + itemTable; }
@@ -30,7 +28,7 @@ void fillStore(const Database& database, const StoreFolder& folder, Passphrase& 
   const Data id = randomBytes(idSize);
   database.setFormat(format);
   for (const char* table : {storeTable, slotTable, itemTable}) database.run(table);
-  database.prepare("INSERT INTO store VALUES (?1)").run(id);
+  database.prepare("INSERT INTO store VALUES (?1, 0)").run(id);
   const KeySlot kind = passphrase.canBeAskedFor() ? KeySlot::passphrase : KeySlot::file;
   KeySlots(database, id).add(kind, SealingKey::random(), database, folder, passphrase);
   transaction.commit();
@@ -44,7 +42,8 @@ void removeUnfinished(const StoreFolder& folder) {
 
 // A new store appears under its name when all of it is on the disk.
 void makeStore(const StoreFolder& folder, Passphrase& passphrase) {
-  ensure(folder.sizeOf(logFile) == 0, errSecInvalidKeychain);  // of a file that is gone
+  ensure(folder.sizeOf(logFile) == 0 && !folder.has(countFile),
+         errSecInvalidKeychain);  // it is lost
   removeUnfinished(folder);
   folder.makeEmpty(unfinishedFile);
   try {
@@ -60,7 +59,7 @@ void makeStore(const StoreFolder& folder, Passphrase& passphrase) {
 
 // Returns the path of the file when it is a store.
 std::string ensuredStore(const StoreFolder& folder) {
-  for (const char* name : {storeFile, logFile, logIndexFile}) folder.ensureUsable(name);
+  for (const char* name : {storeFile, logFile, logIndexFile, countFile}) folder.ensureUsable(name);
   ensure(folder.sizeOf(journalFile) == 0, errSecInvalidKeychain);  // a store has none
   std::string path = folder.pathOf(storeFile);
   ensure(Database::formatOf(path) == format, errSecInvalidKeychain);
@@ -99,6 +98,8 @@ OpenStore::OpenStore(StoreFolder itsFolder)
     : folder(std::move(itsFolder)),
       database(openFile(folder)),
       transactions(database),
+      counter(folder, database),
+      lostChanges(counter.lost()),
       fileIdentity(folder.identityOf(storeFile)),
       id(idIn(database)),
       slots(database, id) {}
@@ -142,6 +143,7 @@ bool hasStore(const KeychainStoreOptions& options) {
   std::error_code error;
   const auto file = std::filesystem::symlink_status(options.folder + '/' + storeFile, error);
   if (file.type() != std::filesystem::file_type::not_found) return true;
+  if (std::filesystem::exists(options.folder + '/' + countFile, error)) return true;
   return !std::filesystem::is_empty(options.folder + '/' + logFile, error) && !error;
 }
 
@@ -155,11 +157,18 @@ OwnedStore openStore(const KeychainStoreOptions& options) {
   OwnedStore store = openLocked(folder, [&] {
     if (!folder.has(storeFile)) makeStore(folder, passphrase);
   });
+  ensure(!store->isDamaged, errSecInvalidKeychain);
   store->openItems(store->slots, passphrase);
   return store;
 }
 
 OwnedStore openWithoutItems(const KeychainStoreOptions& options) {
+  OwnedStore store = openWithLosses(options);
+  ensure(!store->isDamaged, errSecInvalidKeychain);
+  return store;
+}
+
+OwnedStore openWithLosses(const KeychainStoreOptions& options) {
   ensure(hasStore(options), errSecNotAvailable);
   const StoreFolder folder(options.folder);
   return openLocked(folder, [&folder] { ensure(folder.has(storeFile), errSecInvalidKeychain); });

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "TarvexCommon/Platform/ItemFailure.h"
+#include "TarvexCommon/Platform/Store/ChangeCounter.h"
 #include "TarvexCommon/Platform/Store/Database.h"
 #include "TarvexCommon/Platform/Store/KeySlots.h"
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
@@ -15,7 +16,8 @@
 
 namespace tarvex {
 
-// Without its master key it has no items yet. Whoever changes them holds the folder's lock.
+// Without its master key it has no items yet. Whoever opens it or changes them holds the folder's
+// lock.
 struct OpenStore {
   // Throws `errSecInvalidKeychain` when the file is not a store.
   explicit OpenStore(StoreFolder itsFolder);
@@ -29,11 +31,13 @@ struct OpenStore {
   const StoreFolder folder;
   const Database database;
   const TransactionStatements transactions;
+  const ChangeCounter counter;
+  const std::optional<std::int64_t> lostChanges;  // when it was opened, as `ChangeCounter::lost`
   const std::optional<FileIdentity> fileIdentity;
   const Data id;         // the store's own, for life
   const KeySlots slots;  // when it was opened
   std::optional<SealedItems> items;
-  bool isDamaged = false;
+  bool isDamaged = lostChanges.has_value();
 };
 
 // Folds the log into the file, if that is still in place and the folder's lock can be had within
@@ -48,8 +52,10 @@ bool hasStore(const KeychainStoreOptions& options);
 // Opens the store of a folder, which is made first where there is none.
 std::unique_ptr<OpenStore, CloseStore> openStore(const KeychainStoreOptions& options);
 
-// Opens the store of a folder without its items. Throws `errSecNotAvailable` where there is none.
+// Open the store of a folder without its items. Throw `errSecNotAvailable` where there is none;
+// the second also opens one that has lost changes.
 std::unique_ptr<OpenStore, CloseStore> openWithoutItems(const KeychainStoreOptions& options);
+std::unique_ptr<OpenStore, CloseStore> openWithLosses(const KeychainStoreOptions& options);
 
 // Returns the version of the format of the file in a folder, 0 when it is no store. Wants a
 // `DatabaseUse`.
@@ -81,11 +87,7 @@ class StoreChange {
   // Does all of it or nothing.
   template <std::invocable Operation>
   void run(const Operation& operation) const {
-    guarded(store_, [&] {
-      Transaction transaction(store_.transactions);
-      operation();
-      transaction.commit();
-    });
+    guarded(store_, [&] { store_.counter.counted(store_.transactions, operation); });
   }
 
  private:

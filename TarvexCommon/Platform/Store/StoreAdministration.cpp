@@ -60,8 +60,10 @@ void describe(const KeychainStoreOptions& options, KeychainStoreStatus& status) 
     const DatabaseUse use;
     status.formatVersion = formatVersionIn(folder);
   }
-  const auto store = openWithoutItems(options);
+  const auto store = openWithLosses(options);
   const DatabaseUse use;
+  status.lostChanges = store->lostChanges;
+  ensure(!store->isDamaged, errSecInvalidKeychain);
   status.itemCount = store->database.integer("SELECT count(*) FROM item");
   status.slots = store->slots.kinds();
 }
@@ -94,6 +96,16 @@ void removeSlot(const KeychainStoreOptions& options, KeySlot slot) {
   store->database.foldLogSoon();
 }
 
+void acceptLoss(const KeychainStoreOptions& options) {
+  const auto store = openWithLosses(options);
+  const FolderLock lock = store->folder.lock();
+  const DatabaseUse use;
+  if (!store->counter.lost()) return;
+  ensure(store->isInPlace(), errSecIO);
+  ensure(store->database.isSound(), errSecInvalidKeychain);
+  store->counter.acceptLoss(store->transactions);
+}
+
 void writeBackup(const KeychainStoreOptions& options, const std::string& file) {
   std::error_code error;
   const std::filesystem::path path = std::filesystem::absolute(file, error);
@@ -101,7 +113,7 @@ void writeBackup(const KeychainStoreOptions& options, const std::string& file) {
   const auto store = openWithoutItems(options);
   const Data bytes = [&store] {
     const DatabaseUse use;
-    return store->database.copy();
+    return store->database.copy("UPDATE store SET changes = 0");
   }();
   writeNewFile(path, bytes);
 }

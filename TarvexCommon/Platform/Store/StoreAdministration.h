@@ -18,6 +18,8 @@ void addSlot(const KeychainStoreOptions& options, KeySlot slot,
 void changePassphrase(const KeychainStoreOptions& options, const AskForPassphrase& newPassphrase);
 void removeSlot(const KeychainStoreOptions& options, KeySlot slot);
 
+void acceptLoss(const KeychainStoreOptions& options);
+
 void writeBackup(const KeychainStoreOptions& options, const std::string& file);
 
 }  // namespace tarvex

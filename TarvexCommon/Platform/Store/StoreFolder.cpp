@@ -148,12 +148,14 @@ off_t StoreFolder::sizeOf(const std::string& name) const {
 }
 
 Descriptor StoreFolder::openFile(const std::string& name, int flags) const {
-  Descriptor file(open(pathOf(name).c_str(), flags | O_NOFOLLOW | O_CLOEXEC, 0600));
+  Descriptor file(::open(pathOf(name).c_str(), flags | O_NOFOLLOW | O_CLOEXEC, 0600));
   struct stat found {};
   ensureDone(file.number() >= 0 && fstat(file.number(), &found) == 0);
   ensureOwn(found, S_IFREG);
   return file;
 }
+
+Descriptor StoreFolder::open(const std::string& name) const { return openFile(name, O_RDWR); }
 
 void StoreFolder::ensureUsable(const std::string& name) const {
   if (!has(name)) return;

@@ -47,6 +47,7 @@ inline constexpr char logFile[] = "keychain.db-wal";  // what is not folded into
 inline constexpr char logIndexFile[] = "keychain.db-shm";
 inline constexpr char keyFile[] = "keychain.key";
 inline constexpr char lockFile[] = "keychain.lock";
+inline constexpr char countFile[] = "keychain.count";  // of the changes
 
 // How long to wait for others.
 inline constexpr std::chrono::seconds patience{10};
@@ -76,6 +77,9 @@ class StoreFolder {
   // Returns the bytes of a file that is there; one that may not be read gives
   // `errSecNotAvailable`.
   Data read(const std::string& name) const;
+
+  // Opens a file that is there, to read and write it.
+  Descriptor open(const std::string& name) const;
 
   // Throws when there is such a file and it may not be read and written.
   void ensureUsable(const std::string& name) const;

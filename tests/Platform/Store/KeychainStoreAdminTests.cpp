@@ -142,8 +142,10 @@ TEST_F(Administration, ChangesSlotsOrLeavesAllAsItIs) {
     EXPECT_EQ(slotsOf(store), row.slots);
     EXPECT_EQ(snapshot(root) == before, row.answer != errSecSuccess);
   }
-  EXPECT_EQ(root.run("ls keychain; stat -c %a keychain/keychain.key"),
-            "keychain.db\nkeychain.db-shm\nkeychain.db-wal\nkeychain.key\nkeychain.lock\n600\n");
+  EXPECT_EQ(
+      root.run("ls keychain; stat -c %a keychain/keychain.key"),
+      "keychain.count\nkeychain.db\nkeychain.db-shm\nkeychain.db-wal\nkeychain.key\nkeychain.lock\n"
+      "600\n");
   EXPECT_THAT(root.run("cat keychain/*"),
               Not(HasSubstr(std::string(Bytes(fromHex(wrapped)).text()))));
   EXPECT_EQ(open.update("genp", "v_Data='new"), errSecSuccess);
@@ -198,15 +200,15 @@ struct Telling {
 };
 
 const Telling tellings[] = {
-    {"sound", ":", "", errSecSuccess, 1, 1, "fp"},
-    {"without key file", "rm keychain.key", "", errSecSuccess, 1, 1, "fp"},
-    {"by passphrase", ":", "delete from slot where kind = 'file'", errSecSuccess, 1, 1, "p"},
+    {"sound", ":", "", errSecSuccess, 2, 1, "fp"},
+    {"without key file", "rm keychain.key", "", errSecSuccess, 2, 1, "fp"},
+    {"by passphrase", ":", "delete from slot where kind = 'file'", errSecSuccess, 2, 1, "p"},
     {"with a slot of a later time", ":", "update slot set kind = 'other' where kind = 'file'",
-     errSecSuccess, 1, 1, "p"},
-    {"newer format", ":", "pragma user_version = 2", errSecInvalidKeychain, 2},
+     errSecSuccess, 2, 1, "p"},
+    {"newer format", ":", "pragma user_version = 3", errSecInvalidKeychain, 3},
     {"other application", ":", "pragma application_id = 2", errSecInvalidKeychain, 0},
     {"text", "yes text | head -c 9000 >keychain.db", "", errSecInvalidKeychain, 0},
-    {"half of it", "truncate -s 6000 keychain.db", "", errSecInvalidKeychain, 1},
+    {"half of it", "truncate -s 6000 keychain.db", "", errSecInvalidKeychain, 2},
     {"log without database", "mv keychain.db keychain.db-wal", "", errSecInvalidKeychain, 0},
     {"readable by others", "chmod 644 keychain.db", "", errSecNotAvailable, 0},
 };

@@ -37,7 +37,8 @@ TEST_F(Processes, MakeOneStoreAtOnce) {
       EXPECT_EQ(store.add(own(number) + value + std::to_string(number)), errSecSuccess);
       EXPECT_TRUE(until([&] { return store.read("genp") == "0 1 2 3 4 5 6 7"; }));
     });
-    EXPECT_EQ(root.run("ls keychain"), "keychain.db\nkeychain.key\nkeychain.lock\n");
+    EXPECT_EQ(root.run("ls keychain"),
+              "keychain.count\nkeychain.db\nkeychain.key\nkeychain.lock\n");
     EXPECT_EQ(WordStore(folder).read("genp"), "0 1 2 3 4 5 6 7");
     EXPECT_EQ(WordStore(folder).store.check(), errSecSuccess);
     root.run("rm -r keychain");

@@ -64,9 +64,10 @@ TEST_F(Store, LiesWhereTheEnvironmentSaysForItsOwnerOnly) {
                                           {"HOME", ".local/share/tarvex"}}) {
       const WordStore store("");
       EXPECT_EQ(store.add("genp"), errSecSuccess);
-      EXPECT_EQ(root.run("cd " + std::string(place) + "; stat -c '%n %a' . *"),
-                ". 700\nkeychain.db 600\nkeychain.db-shm 600\nkeychain.db-wal 600\n"
-                "keychain.key 600\nkeychain.lock 600\n");
+      EXPECT_EQ(
+          root.run("cd " + std::string(place) + "; stat -c '%n %a' . *"),
+          ". 700\nkeychain.count 600\nkeychain.db 600\nkeychain.db-shm 600\nkeychain.db-wal 600\n"
+          "keychain.key 600\nkeychain.lock 600\n");
       ::unsetenv(variable);
     }
   });
@@ -87,6 +88,8 @@ const Refusal refusals[] = {
     {"key that others may read", errSecNotAvailable, "chmod 644 keychain.key"},
     {"linked database", errSecNotAvailable, "mv keychain.db ../d && ln -s ../d keychain.db"},
     {"linked key", errSecNotAvailable, "mv keychain.key ../k && ln -s ../k keychain.key"},
+    {"count that others may read", errSecNotAvailable, "chmod 644 keychain.count"},
+    {"linked count", errSecNotAvailable, "mv keychain.count ../c && ln -s ../c keychain.count"},
     {"linked lock", errSecNotAvailable, "ln -sf ../none keychain.lock"},
     {"folder as database", errSecNotAvailable, "rm keychain.db && mkdir keychain.db"},
     {"pipe as key", errSecNotAvailable, "rm keychain.key && mkfifo -m 600 keychain.key"},
@@ -102,11 +105,12 @@ const Refusal refusals[] = {
     {"header alone", errSecInvalidKeychain, "truncate -s 100 keychain.db"},
     {"text as database", errSecInvalidKeychain, "yes text | head -c 9000 >keychain.db"},
     {"log without database", errSecInvalidKeychain, "mv keychain.db keychain.db-wal"},
+    {"count without database", errSecInvalidKeychain, "rm keychain.db"},
     {"other database", errSecInvalidKeychain, ": >keychain.db", "create table item(id)"},
     {"unknown file format", errSecInvalidKeychain,
      "echo | dd of=keychain.db bs=1 seek=47 conv=notrunc status=none"},
     {"other application", errSecInvalidKeychain, "", "pragma application_id = 1"},
-    {"newer format", errSecInvalidKeychain, "", "pragma user_version = 2"},
+    {"newer format", errSecInvalidKeychain, "", "pragma user_version = 3"},
     {"table too many", errSecInvalidKeychain, "", "create table other(id)"},
     {"table too few", errSecInvalidKeychain, "", "drop table slot"},
     {"no slot", errSecInvalidKeychain, "", "delete from slot"},

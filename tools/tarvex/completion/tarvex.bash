@@ -51,7 +51,7 @@ _tarvex() {
         "secret set" | "secret get" | "secret remove" | "secret migrate")
           words="password containerKey accessTokenAPI refreshTokenAPI" ;;
         "secret set "* | "secret get "* | "secret remove "*) words="--user" ;;
-        keychain) words="status check backup slot" ;;
+        keychain) words="status check repair backup slot" ;;
         "keychain slot") words="add change remove" ;;
         "keychain slot change") words="passphrase" ;;
         "keychain slot add" | "keychain slot remove") words="passphrase file" ;;

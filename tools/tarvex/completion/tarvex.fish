@@ -37,7 +37,7 @@ complete -c tarvex -n '__tarvex_at' -a 'key token secret keychain hash date base
 complete -c tarvex -n '__tarvex_at key' -a 'create show list'
 complete -c tarvex -n '__tarvex_at token' -a 'issue verify show'
 complete -c tarvex -n '__tarvex_at secret' -a 'set get remove list migrate'
-complete -c tarvex -n '__tarvex_at keychain' -a 'status check backup slot'
+complete -c tarvex -n '__tarvex_at keychain' -a 'status check repair backup slot'
 complete -c tarvex -n '__tarvex_at keychain slot' -a 'add change remove'
 complete -c tarvex -n '__tarvex_at keychain slot add; or __tarvex_at keychain slot remove' -a 'passphrase file'
 complete -c tarvex -n '__tarvex_at keychain slot change' -a passphrase
