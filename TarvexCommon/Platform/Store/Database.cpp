@@ -5,10 +5,12 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <set>
 
 #include "TarvexCommon/Platform/ItemFailure.h"
 #include "TarvexCommon/Platform/Store/ByteCoding.h"
+#include "TarvexCommon/Platform/Store/PageChecks.h"
 #include "TarvexCommon/Platform/Store/StoreFolder.h"
 
 namespace tarvex {
@@ -154,8 +156,8 @@ void Database::Release::operator()(sqlite3* database) const noexcept {
 Database::Database(const std::string& path, int flags) : logPages_(std::make_unique<int>(0)) {
   closeThoseOfParent();
   sqlite3* made = nullptr;
-  const int code = sqlite3_open_v2(path.c_str(), &made,
-                                   flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, nullptr);
+  const int code = sqlite3_open_v2(
+      path.c_str(), &made, flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, checkingLayer());
   database_.reset(made);
   ensureDone(code, made);
   openDatabases().all.insert(made);
@@ -173,7 +175,10 @@ Database::Database(const std::string& path)
   sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
   sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
   sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
-  run("PRAGMA cell_size_check = ON; PRAGMA secure_delete = ON; PRAGMA temp_store = MEMORY;"
+  int reserved = pageCheckSize;
+  sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_RESERVE_BYTES, &reserved);
+  run("PRAGMA page_size = 4096; PRAGMA cell_size_check = ON; PRAGMA secure_delete = ON; PRAGMA "
+      "temp_store = MEMORY;"
       "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA wal_autocheckpoint = 0;"
       "PRAGMA journal_size_limit = 1048576");
   const auto count = [](void* pages, sqlite3*, const char*, int inLog) {
@@ -186,10 +191,9 @@ Database::Database(const std::string& path)
 // A query would look at the log, and refuse a file whose log has not been folded to the end.
 Database::Format Database::formatOf(const std::string& path) {
   const Database database(path, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOFOLLOW);
-  sqlite3_file* file = nullptr;
+  sqlite3_file& file = database.file();
   std::array<std::uint8_t, 100> header{};
-  sqlite3_file_control(database.database_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
-  const int code = file->pMethods->xRead(file, header.data(), header.size(), 0);
+  const int code = file.pMethods->xRead(&file, header.data(), header.size(), 0);
   if (code != SQLITE_IOERR_SHORT_READ) ensureDone(code, database.database_.get());
   const auto numberAt = [&header](std::size_t at) {
     return static_cast<std::int64_t>(fromBigEndian(Bytes(header).subspan(at, 4)));
@@ -230,7 +234,29 @@ std::uint32_t Database::dataVersion() const {
   return version;
 }
 
-bool Database::isSound() const { return text("PRAGMA integrity_check(1)") == "ok"; }
+sqlite3_file& Database::file() const {
+  sqlite3_file* file = nullptr;
+  sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+  return *file;
+}
+
+void Database::ensureReadRight() const {
+  if (!tookWrongPage(file())) return;
+  ensure(isSound(), errSecInvalidKeychain);
+  tookWrongPage(file());  // those that were read just now
+}
+
+// A page that cannot be read is among what it finds, and no damage.
+bool Database::isSound() const {
+  const std::string found = text("PRAGMA integrity_check(1)");
+  constexpr std::string_view mark = "error code=";
+  if (const auto at = found.find(mark); at != found.npos) {
+    const int code = std::atoi(found.c_str() + at + mark.size());
+    const OSStatus status = statusOfCode(code, database_.get());
+    ensure(status == errSecInvalidKeychain, status);
+  }
+  return found == "ok";
+}
 
 // All of it in one step: a reader sees one state, whatever others write meanwhile.
 Database Database::inMemory() const {
@@ -257,6 +283,7 @@ Data Database::copy(const char* changes) const {
     bytes.reset(sqlite3_serialize(copied.database_.get(), "main", &size, 0));
   }
   ensure(bytes != nullptr, errSecAllocate);
+  putPageChecks({bytes.get(), static_cast<std::size_t>(size)});
   return {bytes.get(), bytes.get() + size};
 }
 

@@ -123,6 +123,10 @@ class Database {
   // Reads the structure of the whole file.
   bool isSound() const;
 
+  // Throws `errSecInvalidKeychain` when a page that was read is not what was written and the
+  // structure is damaged: what was read may be wrong, also that something is not there.
+  void ensureReadRight() const;
+
   // Returns the bytes of a file that holds what this one and its log hold now, changed by
   // statements. Throws `errSecInvalidKeychain` when its structure is damaged.
   Data copy(const char* changes) const;
@@ -143,6 +147,7 @@ class Database {
 
   Database(const std::string& path, int flags);
 
+  sqlite3_file& file() const;
   void wait(std::chrono::milliseconds limit) const;
   Database inMemory() const;
 

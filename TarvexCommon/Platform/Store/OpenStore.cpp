@@ -106,6 +106,11 @@ OpenStore::OpenStore(StoreFolder itsFolder)
 
 bool OpenStore::isInPlace() const { return folder.identityOf(storeFile) == fileIdentity; }
 
+bool isReadRight(const OpenStore& store, const ItemFailure& failure) {
+  if (failure.status == errSecDecode) return store.database.isSound();
+  return statusOf([&store] { store.database.ensureReadRight(); }) == errSecSuccess;
+}
+
 SealingKey OpenStore::openItems(const KeySlots& by, Passphrase& passphrase) {
   SealingKey master = by.open(folder, passphrase);
   const DatabaseUse use;

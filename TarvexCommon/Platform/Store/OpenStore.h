@@ -61,6 +61,9 @@ std::unique_ptr<OpenStore, CloseStore> openWithLosses(const KeychainStoreOptions
 // `DatabaseUse`.
 std::int64_t formatVersionIn(const StoreFolder& folder);
 
+// Returns whether what has failed was not misled by a damaged structure.
+bool isReadRight(const OpenStore& store, const ItemFailure& failure);
+
 // Runs an operation on an open store, within a `DatabaseUse`. Looks at the whole file when
 // something in it is wrong; a damaged one is left alone.
 template <std::invocable Operation>
@@ -68,9 +71,9 @@ void guarded(OpenStore& store, const Operation& operation) {
   ensure(!store.isDamaged, errSecInvalidKeychain);
   try {
     operation();
+    store.database.ensureReadRight();
   } catch (const ItemFailure& failure) {
-    const bool isSuspect = failure.status == errSecDecode && !store.database.isSound();
-    store.isDamaged = isSuspect || failure.status == errSecInvalidKeychain;
+    store.isDamaged = failure.status == errSecInvalidKeychain || !isReadRight(store, failure);
     ensure(!store.isDamaged, errSecInvalidKeychain);
     throw;
   }
@@ -87,7 +90,12 @@ class StoreChange {
   // Does all of it or nothing.
   template <std::invocable Operation>
   void run(const Operation& operation) const {
-    guarded(store_, [&] { store_.counter.counted(store_.transactions, operation); });
+    guarded(store_, [&] {
+      store_.counter.counted(store_.transactions, [&] {
+        operation();
+        store_.database.ensureReadRight();
+      });
+    });
   }
 
  private:

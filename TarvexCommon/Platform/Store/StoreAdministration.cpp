@@ -66,6 +66,7 @@ void describe(const KeychainStoreOptions& options, KeychainStoreStatus& status) 
   ensure(!store->isDamaged, errSecInvalidKeychain);
   status.itemCount = store->database.integer("SELECT count(*) FROM item");
   status.slots = store->slots.kinds();
+  store->database.ensureReadRight();
 }
 
 void addSlot(const KeychainStoreOptions& options, KeySlot slot,

@@ -9,9 +9,7 @@
 #include <algorithm>
 #include <functional>
 
-#include "TarvexCommon/Platform/Store/ByteCoding.h"
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
-#include "TarvexCommon/Platform/Store/OpenStore.h"
 #include "tests/Support/Hex.h"
 #include "tests/Support/LongTests.h"
 #include "tests/Support/Store.h"
@@ -48,21 +46,6 @@ std::string slotsOf(const KeychainStore& store) {
   std::string names;
   for (const KeySlot slot : store.status().slots) names += slot == KeySlot::file ? "f" : "p";
   return names;
-}
-
-// Adds the passphrase "p", one that costs next to nothing to try.
-void addCheapPassphrase(const std::string& folder) {
-  const auto store = openWithoutItems({.folder = folder});
-  Passphrase none({});
-  const SealingKey master = store->slots.open(store->folder, none);
-  const Data salt(16, 's');
-  Data context = store->id;
-  append(context, bigEndian(std::uint64_t{2}));
-  append(context, salt);
-  append(context, std::string_view("passphrase"));
-  const Data wrapped = Sealer(SealingKey::stretched("p", salt, 2)).seal(master.bytes(), context);
-  const DatabaseUse use;
-  store->database.prepare("INSERT INTO slot VALUES ('passphrase', ?1, 2, ?2)").run(salt, wrapped);
 }
 
 class Administration : public StoreTest {
