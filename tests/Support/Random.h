@@ -1,0 +1,28 @@
+// Chance that can be had again: TARVEX_TEST_SEED names it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <random>
+#include <string>
+
+namespace tarvex {
+
+class Random {
+ public:
+  Random() : engine_(seed()) { testing::Test::RecordProperty("seed", std::to_string(seed())); }
+
+  std::size_t below(std::size_t end) { return engine_() % end; }
+
+ private:
+  static unsigned seed() {
+    const char* given = std::getenv("TARVEX_TEST_SEED");
+    return given == nullptr ? 1 : static_cast<unsigned>(std::atoi(given));
+  }
+
+  std::mt19937 engine_;
+};
+
+}  // namespace tarvex
