@@ -174,13 +174,13 @@ TEST_F(PowerLoss, LeavesAllThatWasAcknowledged) {
   EXPECT_EQ(WordStore(folder).read("genp"), std::to_string(errSecItemNotFound));  // makes it
   std::map<std::string, DiskFile> disk;
   disk["keychain.db"] = DiskFile(contentOf(folder + "/keychain.db"));
-  work(isLong() ? 150 : 40);
+  work(isTorture() ? 150 : 40);
   for (std::size_t i = 0; i < moments_.size() && !HasFailure(); ++i) {
     SCOPED_TRACE(i);
     const FileCall& call = moments_[i].call;
     disk[fs::path(call.file).filename()].take(call);
     if (call.kind == FileCall::sync) continue;  // the next moment shows what it did
-    for (int round = 0; round < (isLong() ? 6 : 2); ++round) {
+    for (int round = 0; round < (isTorture() ? 6 : 2); ++round) {
       leaveRest(disk, i);
       expectWhole(moments_[i]);
     }

@@ -19,6 +19,7 @@
 
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
 #include "tests/Support/Items.h"
+#include "tests/Support/LongTests.h"
 #include "tests/Support/TemporaryFolder.h"
 
 namespace tarvex {

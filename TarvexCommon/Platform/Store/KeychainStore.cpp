@@ -77,11 +77,18 @@ class StoreKeeper {
     guarded(*store, [&] { store->counter.whileNoneIsLost([&] { operation(*store); }); });
   }
 
+  // On a full disk the log is folded first, which gives its room back.
   template <typename Operation>
   void change(const Operation& operation) {
     const std::shared_ptr<OpenStore> store = opened();
     const StoreChange change(*store);
-    change.run([&] { operation(*store->items); });
+    const auto run = [&] { change.run([&] { operation(*store->items); }); };
+    if (const OSStatus status = statusOf(run); status == errSecDiskFull) {
+      store->database.foldLogSoon();
+      run();
+    } else {
+      ensure(status == errSecSuccess, status);
+    }
     store->database.foldLongLog();
   }
 

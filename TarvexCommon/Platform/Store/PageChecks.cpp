@@ -49,7 +49,8 @@ std::uint64_t numberAt(sqlite3_int64 at) { return static_cast<std::uint64_t>(at)
 
 int readPage(sqlite3_file* file, void* to, int size, sqlite3_int64 at) {
   const int code = passed<&sqlite3_io_methods::xRead>(file, to, size, at);
-  if (code != SQLITE_OK || !isPage(size, at)) return code;
+  const bool isRead = code == SQLITE_OK || code == SQLITE_IOERR_SHORT_READ;  // then zeros follow
+  if (!isRead || !isPage(size, at)) return code;
   const Page page(static_cast<const std::uint8_t*>(to), pageSize);
   auto& tookWrong = static_cast<CheckedFile*>(file)->tookWrong;
   tookWrong = tookWrong || !isRight(page, numberAt(at));
