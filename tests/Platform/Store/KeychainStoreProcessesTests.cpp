@@ -83,34 +83,6 @@ TEST_F(Processes, LoseNothingThatTheyWrite) {
   std::cout << "longest write: " << longest.count() << " ms\n";
 }
 
-TEST_F(Processes, KeepWhatWasAcknowledgedWhenTheyAreKilled) {
-  for (int round = 0; round < (isLong() ? 50 : 10) && !HasFailure(); ++round) {
-    const auto words = [&](int writer, int number) {
-      return own(number) + ':' + std::to_string(writer) + ':' + std::to_string(round);
-    };
-    const auto acknowledged = shared<std::atomic<int>>(2);
-    const auto write = [&](int writer) {
-      const WordStore store(folder);
-      for (auto& number = acknowledged[writer];; ++number) {
-        ASSERT_EQ(store.add(words(writer, number) + value + "v"), errSecSuccess);
-      }
-    };
-    {
-      const Process first([&] { write(0); });
-      const Process second([&] { write(1); });
-      EXPECT_TRUE(until([&] { return acknowledged[0] > 0 && acknowledged[1] > 0; }));
-      std::this_thread::sleep_for(round % 10 * 7ms);
-    }
-    const WordStore store(folder);
-    for (const int writer : {0, 1}) {
-      for (int number = 0; number < acknowledged[writer]; ++number) {
-        EXPECT_EQ(store.read(words(writer, number)), "v");
-      }
-    }
-    EXPECT_EQ(store.store.check(), errSecSuccess);
-  }
-}
-
 TEST_F(Processes, LeaveAStoreThatOpensWhenTheyAreKilledMakingIt) {
   for (int round = 0; round < 60; ++round) {
     const std::string fresh = root / std::to_string(round);
