@@ -49,7 +49,7 @@ ItemDictionary Keychain::query(const ItemName& name) const {
 
 void Keychain::setItem(const NewItem& item) const {
   if (!isUTF8(item.valueData.get())) throw KeychainError::stringConversionError();
-  const Data data = toData(item.valueData.get());
+  const ItemValue data = toData(item.valueData.get());
   ItemDictionary attributes =
       query({.secretID = item.user.get(), .label = item.label.get(), .synced = item.synced.get()});
   attributes.emplace(kSecAttrAccessible, item.accessibility.get());

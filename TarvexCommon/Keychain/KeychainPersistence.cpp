@@ -95,9 +95,11 @@ void saveToKeychain(const SecretText& secret, const ItemDescription& item) {
 }
 
 std::string getFromKeychain(std::string_view user, const ItemDescription& item) {
-  std::string secret;
-  if (succeeds([&] { secret = keychainOf(item).getItem(nameOf(user, item)); })) return secret;
-  throw KeychainError::itemNotFoundError();
+  try {
+    return keychainOf(item).getItem(nameOf(user, item));
+  } catch (const KeychainError&) {
+    throw KeychainError::itemNotFoundError();
+  }
 }
 
 void removeFromKeychain(std::string_view user, const ItemDescription& item) {

@@ -1,5 +1,7 @@
 #include "TarvexCommon/Platform/ItemValue.h"
 
+#include "TarvexCommon/Platform/Sealing.h"
+
 namespace tarvex {
 namespace {
 
@@ -13,9 +15,16 @@ bool isSame(const T& first, const T* second) {
 ItemValue::ItemValue() noexcept = default;
 ItemValue::ItemValue(const ItemValue& other) = default;
 ItemValue::ItemValue(ItemValue&& other) noexcept = default;
-ItemValue& ItemValue::operator=(const ItemValue& other) = default;
-ItemValue& ItemValue::operator=(ItemValue&& other) noexcept = default;
-ItemValue::~ItemValue() = default;
+
+ItemValue& ItemValue::operator=(ItemValue other) noexcept {
+  value_.swap(other.value_);
+  return *this;
+}
+
+ItemValue::~ItemValue() {
+  if (auto* bytes = std::get_if<Data>(&value_)) wipe(*bytes);
+  if (auto* text = std::get_if<std::string>(&value_)) wipe(*text);
+}
 
 ItemValue::ItemValue(ItemDictionary value)
     : value_(std::make_shared<const ItemDictionary>(std::move(value))) {}

@@ -24,7 +24,8 @@ class ItemValue;
 using ItemDictionary = std::map<std::string, ItemValue, std::less<>>;
 
 // One attribute, or what a look-up returns: nothing, a boolean, a whole number, a
-// text, bytes, a date, a key, a dictionary, or a list of values.
+// text, bytes, a date, a key, a dictionary, or a list of values. Texts and bytes are
+// overwritten when it goes: they may be secrets.
 class TARVEX_EXPORT ItemValue {
  public:
   using List = std::vector<ItemValue>;
@@ -32,8 +33,7 @@ class TARVEX_EXPORT ItemValue {
   ItemValue() noexcept;
   ItemValue(const ItemValue& other);
   ItemValue(ItemValue&& other) noexcept;
-  ItemValue& operator=(const ItemValue& other);
-  ItemValue& operator=(ItemValue&& other) noexcept;
+  ItemValue& operator=(ItemValue other) noexcept;
   ~ItemValue();
 
   template <std::same_as<bool> Bool>

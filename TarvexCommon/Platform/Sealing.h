@@ -23,7 +23,7 @@ template <typename Secret>
 class Wiped {
  public:
   Wiped() noexcept = default;
-  explicit Wiped(Secret secret) noexcept : secret_(std::move(secret)) {}
+  explicit Wiped(Secret secret) noexcept : secret_(std::move(secret)) { wipe(secret); }
   Wiped(const Wiped&) = default;
   Wiped(Wiped&&) noexcept = default;
   Wiped& operator=(Wiped other) noexcept {
@@ -42,8 +42,8 @@ class Wiped {
   Secret secret_;
 };
 
-// 32 secret bytes, wiped when they go; where the process has set up OpenSSL's secure heap
-// they lie in memory that is never swapped out.
+// 32 secret bytes, wiped when they go, in a page of memory of their own: it is not swapped out, as
+// far as the process may lock memory, and in no core dump.
 class SealingKey {
  public:
   static constexpr std::size_t size = 32;

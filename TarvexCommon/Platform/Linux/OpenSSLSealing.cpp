@@ -3,6 +3,7 @@
 #include <openssl/evp.h>
 #include <openssl/kdf.h>
 #include <openssl/params.h>
+#include <sys/mman.h>
 #include <sys/random.h>
 
 #include <algorithm>
@@ -72,7 +73,9 @@ void wipe(Data& secret) noexcept {
   secret.clear();
 }
 
+// A short text that was moved away has left its characters behind.
 void wipe(std::string& secret) noexcept {
+  secret.resize(secret.capacity());
   OPENSSL_cleanse(secret.data(), secret.size());
   secret.clear();
 }
@@ -84,11 +87,17 @@ Data randomBytes(std::size_t count) {
 }
 
 void SealingKey::Release::operator()(std::uint8_t* bytes) const noexcept {
-  OPENSSL_secure_clear_free(bytes, size);
+  OPENSSL_cleanse(bytes, size);
+  munmap(bytes, size);
 }
 
-SealingKey::SealingKey() : bytes_(static_cast<std::uint8_t*>(OPENSSL_secure_malloc(size))) {
-  ensureDone(bytes_ != nullptr);
+// Where no more memory may be locked the key is at least in no core dump.
+SealingKey::SealingKey() {
+  void* page = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  ensureDone(page != MAP_FAILED);
+  bytes_.reset(static_cast<std::uint8_t*>(page));
+  (void)mlock(page, size);
+  (void)madvise(page, size, MADV_DONTDUMP);
 }
 
 SealingKey::SealingKey(Bytes bytes) : SealingKey() {

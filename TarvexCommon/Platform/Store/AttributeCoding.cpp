@@ -34,6 +34,17 @@ void appendValue(Data& to, const ItemValue& value) {
   }
 }
 
+std::size_t sizeLimit(const ItemDictionary& attributes) {
+  std::size_t size = 0;
+  for (const auto& [name, value] : attributes) {
+    constexpr std::size_t overhead = 10;  // lengths, kind, a number
+    const auto* text = value.get<std::string>();
+    const auto* data = value.get<Data>();
+    size += overhead + name.size() + (text ? text->size() : 0) + (data ? data->size() : 0);
+  }
+  return size;
+}
+
 // Takes things off the front; when there is not enough it takes all and has failed.
 class Reader {
  public:
@@ -73,8 +84,10 @@ ItemValue takeValue(Reader& from) {
 
 }  // namespace
 
+// No part of it is left where a smaller one was.
 Data encoded(const ItemDictionary& attributes) {
   Data result;
+  result.reserve(sizeLimit(attributes));
   for (const auto& [name, value] : attributes) {
     result.push_back(static_cast<std::uint8_t>(name.size()));
     append(result, name);
@@ -87,9 +100,9 @@ std::optional<ItemDictionary> decodedAttributes(Bytes encodedBytes) {
   ItemDictionary attributes;
   for (Reader from(encodedBytes); !from.isAtEnd();) {
     const std::string name(from.takeSized(1).text());
-    const ItemValue value = takeValue(from);
+    ItemValue value = takeValue(from);
     if (from.failed() || value.isNothing()) return std::nullopt;
-    attributes.emplace_hint(attributes.end(), name, value);
+    attributes.emplace_hint(attributes.end(), name, std::move(value));
   }
   return attributes;
 }

@@ -38,8 +38,9 @@ bool isPowerOfTwo(std::int64_t number) { return number > 1 && (number & (number 
 
 std::string_view Passphrase::text() {
   if (!text_) {
-    const Wiped given(ask_ ? ask_().value_or("") : "");
-    text_.emplace(canonicalForm(*given));
+    auto given = ask_ ? ask_() : std::nullopt;
+    text_.emplace(canonicalForm(given ? std::string_view(*given) : ""));
+    if (given) wipe(*given);
   }
   return **text_;
 }

@@ -66,7 +66,8 @@ int writePage(sqlite3_file* file, const void* from, int size, sqlite3_int64 at) 
 }
 
 // Only databases have checksums: logs and journals have others.
-int openFile(sqlite3_vfs* layer, const char* name, sqlite3_file* file, int flags, int* outFlags) {
+int openChecked(sqlite3_vfs* layer, const char* name, sqlite3_file* file, int flags,
+                int* outFlags) {
   static constexpr sqlite3_io_methods checking = [] {
     sqlite3_io_methods methods = passingFile;
     methods.xRead = readPage;
@@ -84,7 +85,7 @@ const char* checkingLayer() {
   static constexpr char name[] = "tarvex-page-checks";
   static sqlite3_vfs layer = [] {
     sqlite3_vfs made = passingLayer(name, sizeof(CheckedFile), nullptr);
-    made.xOpen = openFile;
+    made.xOpen = openChecked;
     return made;
   }();
   static const int registered = sqlite3_vfs_register(&layer, 0);

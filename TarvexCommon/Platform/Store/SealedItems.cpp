@@ -288,8 +288,10 @@ Data SealedItems::contextOf(const Columns& columns) const {
 }
 
 std::optional<ItemDictionary> SealedItems::attributesIn(Bytes bytes, const Columns& columns) const {
-  const auto plain = attributeSealer_.open(bytes, contextOf(columns));
-  return plain ? decodedAttributes(*plain) : std::nullopt;
+  auto opened = attributeSealer_.open(bytes, contextOf(columns));
+  if (!opened) return std::nullopt;
+  const Wiped plain(std::move(*opened));
+  return decodedAttributes(*plain);
 }
 
 ItemDictionary SealedItems::openAttributes(Bytes bytes, const Columns& columns) const {
@@ -305,7 +307,8 @@ Data SealedItems::openValue(Bytes bytes, const Columns& columns) const {
 }
 
 Data SealedItems::sealAttributes(const ItemDictionary& attributes, const Columns& columns) const {
-  return sealed(attributeSealer_, encoded(attributes), contextOf(columns));
+  const Wiped plain(encoded(attributes));
+  return sealed(attributeSealer_, *plain, contextOf(columns));
 }
 
 Data SealedItems::sealValue(Bytes value, const Columns& columns) const {

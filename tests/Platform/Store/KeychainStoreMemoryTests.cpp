@@ -1,0 +1,144 @@
+// What is left of secrets in this process.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/uio.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "TarvexCommon/Keychain/KeychainPersistence.h"
+#include "TarvexCommon/Platform/Sealing.h"
+#include "tests/Support/InstalledServices.h"
+#include "tests/Support/Store.h"
+
+namespace tarvex {
+namespace {
+
+// A secret that is known without being in the memory: the complement of each byte is.
+class Hidden {
+ public:
+  explicit Hidden(Bytes secret) : inverted_(toData(secret)) {
+    for (std::uint8_t& byte : inverted_) byte = static_cast<std::uint8_t>(~byte);
+  }
+
+  static Hidden random(std::size_t size) {
+    Data letters = randomBytes(size);
+    for (std::uint8_t& byte : letters) byte = static_cast<std::uint8_t>('a' + byte % 26);
+    Hidden hidden{Bytes(letters)};
+    wipe(letters);
+    return hidden;
+  }
+
+  Wiped<std::string> shown() const {
+    std::string text(inverted_.size(), ' ');
+    std::ranges::transform(inverted_, text.begin(),
+                           [](std::uint8_t byte) { return static_cast<char>(~byte); });
+    return Wiped(std::move(text));
+  }
+
+  // Returns how often it is in the memory that can be written.
+  std::size_t count() const {
+    std::size_t count = 0;
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);) {
+      std::uintptr_t begin = 0;
+      std::uintptr_t end = 0;
+      char dash = 0;
+      std::string rights;
+      std::istringstream(line) >> std::hex >> begin >> dash >> end >> rights;
+      if (rights.starts_with("rw") && end - begin < std::uintptr_t{1} << 30U) {
+        count += countBetween(begin, end);
+      }
+    }
+    return count;
+  }
+
+ private:
+  std::size_t countBetween(std::uintptr_t begin, std::uintptr_t end) const {
+    static const int memory = ::open("/proc/self/mem", O_RDONLY | O_CLOEXEC);
+    Data copy(end - begin);
+    const auto size = ::pread(memory, copy.data(), copy.size(), static_cast<off_t>(begin));
+    if (size <= 0) return 0;
+    std::size_t count = 0;
+    const auto isSame = [](std::uint8_t byte, std::uint8_t inverted) {
+      return byte == static_cast<std::uint8_t>(~inverted);
+    };
+    for (auto at = copy.begin();; ++at, ++count) {
+      at = std::search(at, copy.end(), inverted_.begin(), inverted_.end(), isSame);
+      if (at == copy.end()) break;
+    }
+    wipe(copy);
+    return count;
+  }
+
+  Data inverted_;
+};
+
+class Memory : public StoreTest {
+ protected:
+  const InstalledServices installed_{
+      {.bundle = {.identifier = "m", .keychainAccessGroups = {{"T.group"}}},
+       .itemService = KeychainStore({.folder = folder}).itemService()}};
+};
+
+struct Password {
+  std::string serviceName() const { return "s"; }
+  std::string accessGroup() const { return "T.group"; }
+  std::string rawLabel() const { return "password"; }
+  std::optional<bool> isSynced() const { return std::nullopt; }
+};
+
+TEST_F(Memory, HoldsNoSecretWhenTheCallsHaveReturned) {
+  for (const std::size_t size : {12U, 40U, 20000U}) {
+    SCOPED_TRACE(size);
+    const Hidden first = Hidden::random(size);
+    const Hidden second = Hidden::random(size);
+    {
+      const auto shown = first.shown();
+      EXPECT_GE(first.count(), 1U) << "it would be found";
+      KeychainPersistence::saveToKeychain({.value = *shown, .user = "u"}, Password());
+    }
+    EXPECT_EQ(first.count(), 0U) << "saved";
+    for (const Hidden* next : {&second, &first}) {
+      KeychainPersistence::saveToKeychain({.value = *next->shown(), .user = "u"}, Password());
+    }
+    {
+      const Wiped found(KeychainPersistence::getFromKeychain("u", Password()));
+      EXPECT_TRUE(*found == *first.shown());
+    }
+    EXPECT_EQ(first.count() + second.count(), 0U) << "read";
+    EXPECT_TRUE(KeychainPersistence::forceSyncMigration(Password()));
+    EXPECT_EQ(first.count() + second.count(), 0U) << "migrated";
+    EXPECT_EQ(SecItemDelete({{kSecClass, kSecClassGenericPassword},
+                             {kSecAttrSynchronizable, kSecAttrSynchronizableAny}}),
+              errSecSuccess);
+    EXPECT_EQ(first.count() + second.count(), 0U) << "removed";
+  }
+}
+
+TEST_F(Memory, HoldsNoKeyFile) {
+  KeychainPersistence::saveToKeychain({.value = "v", .user = "u"}, Password());
+  std::string key;
+  {
+    std::ifstream file(folder + "/keychain.key", std::ios::binary);
+    file.rdbuf()->pubsetbuf(nullptr, 0);
+    for (int next; (next = file.get()) >= 0;) key += static_cast<char>(~next);
+  }
+  for (char& byte : key) byte = static_cast<char>(~byte);
+  const Hidden hidden{Bytes(key)};
+  wipe(key);
+  EXPECT_EQ(hidden.count(), 0U);
+}
+
+TEST_F(Memory, HoldsNoPassphraseWhenTheStoreIsOpen) {
+  const Hidden hidden = Hidden::random(12);
+  const auto ask = [&hidden] { return *hidden.shown(); };
+  const WordStore store(root / "other", ask);
+  EXPECT_EQ(store.add("genp v_Data='v"), errSecSuccess);
+  EXPECT_EQ(hidden.count(), 0U);
+}
+
+}  // namespace
+}  // namespace tarvex
