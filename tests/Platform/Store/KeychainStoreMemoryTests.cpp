@@ -58,19 +58,27 @@ class Hidden {
  private:
   std::size_t countBetween(std::uintptr_t begin, std::uintptr_t end) const {
     static const int memory = ::open("/proc/self/mem", O_RDONLY | O_CLOEXEC);
-    Data copy(end - begin);
+    std::string copy(end - begin, 0);
     const auto size = ::pread(memory, copy.data(), copy.size(), static_cast<off_t>(begin));
-    if (size <= 0) return 0;
     std::size_t count = 0;
-    const auto isSame = [](std::uint8_t byte, std::uint8_t inverted) {
-      return byte == static_cast<std::uint8_t>(~inverted);
-    };
-    for (auto at = copy.begin();; ++at, ++count) {
-      at = std::search(at, copy.end(), inverted_.begin(), inverted_.end(), isSame);
-      if (at == copy.end()) break;
+    if (size > 0) {
+      const char first = static_cast<char>(~inverted_.front());
+      for (auto at = copy.find(first); at != copy.npos; at = copy.find(first, at + 1)) {
+        if (isAt(copy, at)) ++count;
+      }
     }
     wipe(copy);
     return count;
+  }
+
+  bool isAt(const std::string& text, std::size_t at) const {
+    if (text.size() - at < inverted_.size()) return false;
+    for (std::size_t i = 0; i < inverted_.size(); ++i) {
+      if (static_cast<std::uint8_t>(text[at + i]) != static_cast<std::uint8_t>(~inverted_[i])) {
+        return false;
+      }
+    }
+    return true;
   }
 
   Data inverted_;
