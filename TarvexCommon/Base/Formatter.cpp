@@ -14,57 +14,77 @@ namespace {
 using std::chrono::sys_days;
 using std::chrono::year_month_day;
 
-// The form of a date and time without fraction and offset; a 0 stands for any digit.
-constexpr std::string_view form = "0000-00-00T00:00:00";
+// The form of most texts: of each digit the highest that it can be, and what is between them.
+constexpr std::string_view form = "9999-19-39T29:59:59.999Z";
+constexpr std::size_t fractionAt = 19;
+
+constexpr bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
 using Word = std::array<unsigned char, sizeof(std::uint64_t)>;
 
-// Whether eight characters of the text at `at` have the form. A digit differs from '0' in bits
-// that are less than ten, a mark from itself in none; the limits take all else to the highest
-// bit of its byte.
+// Marks those of eight characters of the text at `at` that have not the form, in the highest bits
+// of their bytes. A digit differs from '0' by no more than the highest one does, another character
+// from itself by nothing; the limits take all else to the highest bit.
 template <std::size_t at>
-bool hasFormAt(std::string_view text) {
+std::uint64_t faultsAt(std::string_view text) {
   constexpr auto word = [](auto byteFor) {
     Word bytes;
     for (std::size_t i = 0; i < bytes.size(); ++i)
       bytes[i] = static_cast<unsigned char>(byteFor(form[at + i]));
     return std::bit_cast<std::uint64_t>(bytes);
   };
-  constexpr std::uint64_t expected = word([](char c) { return c; });
-  constexpr std::uint64_t limits = word([](char c) { return c == '0' ? 0x80 - 10 : 0x80 - 1; });
+  constexpr std::uint64_t lowest = word([](char c) { return isDigit(c) ? '0' : c; });
+  constexpr std::uint64_t limits = word([](char c) { return 0x7F - (isDigit(c) ? c - '0' : 0); });
   std::uint64_t characters = 0;
   std::memcpy(&characters, text.data() + at, sizeof characters);
-  const std::uint64_t difference = characters ^ expected;
-  return ((difference | (difference + limits)) & 0x8080808080808080) == 0;
+  const std::uint64_t difference = characters ^ lowest;
+  return (difference | (difference + limits)) & 0x8080808080808080;
 }
 
 bool hasForm(std::string_view text) {
-  return text.size() > form.size() && hasFormAt<0>(text) && hasFormAt<8>(text) &&
-         hasFormAt<form.size() - sizeof(Word)>(text);
+  return text.size() == form.size() &&
+         (faultsAt<0>(text) | faultsAt<8>(text) | faultsAt<16>(text)) == 0;
 }
 
-bool isDigit(char character) { return character >= '0' && character <= '9'; }
+// Whether a text has the form up to its seconds, and goes on.
+bool beginsWithForm(std::string_view text) {
+  return text.size() > fractionAt &&
+         (faultsAt<0>(text) | faultsAt<8>(text) | faultsAt<fractionAt - sizeof(Word)>(text)) == 0;
+}
 
 // Of two digits.
-int numberAt(std::string_view text, std::size_t at) {
-  return 10 * text[at] + text[at + 1] - 11 * '0';
+unsigned numberAt(std::string_view text, std::size_t at) {
+  return static_cast<unsigned>(10 * text[at] + text[at + 1] - 11 * '0');
 }
 
-// The date in front, in days; nothing for one that does not exist.
-std::optional<std::int64_t> daysOf(std::string_view text) {
-  const std::chrono::year year(100 * numberAt(text, 0) + numberAt(text, 2));
-  const std::chrono::month month(static_cast<unsigned>(numberAt(text, 5)));
-  const std::chrono::day day(static_cast<unsigned>(numberAt(text, 8)));
-  if (year < std::chrono::year(1) || !(year / month / day).ok()) return std::nullopt;
-  return sys_days(year / month / day).time_since_epoch().count();
+// By all numbers that a month has in the form: the days of it at most, and those before it since
+// the last March began.
+using Months = std::array<unsigned, 20>;
+constexpr Months longest = {0, 31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+constexpr Months before = {0, 306, 337, 0, 31, 61, 92, 122, 153, 184, 214, 245, 275};
+
+bool isDate(unsigned year, unsigned month, unsigned day) {
+  if (year == 0 || day == 0 || day > longest[month]) return false;
+  return month != 2 || day != 29 || std::chrono::year(static_cast<int>(year)).is_leap();
 }
 
-// The time "07:08" at a place of the text; nothing for one that does not exist.
-std::optional<int> minutesAt(std::string_view text, std::size_t at) {
-  const int hours = numberAt(text, at);
-  const int minutes = numberAt(text, at + 3);
-  if (hours > 23 || minutes > 59) return std::nullopt;
-  return 60 * hours + minutes;
+// Years are counted from March on, so that a leap day is the last of its year.
+std::int64_t daysSince1970(unsigned year, unsigned month, unsigned day) {
+  const unsigned years = year - (month < 3 ? 1 : 0);
+  const unsigned days = 365 * years + years / 4 - years / 100 + years / 400 + before[month] + day;
+  return std::int64_t{days} - 719'469;
+}
+
+// The date of a text that begins with the form; nothing for one that does not exist.
+std::optional<Date> dateWith(std::string_view text, unsigned thousandths, int offset) {
+  const unsigned year = 100 * numberAt(text, 0) + numberAt(text, 2);
+  const unsigned month = numberAt(text, 5);
+  const unsigned day = numberAt(text, 8);
+  const unsigned hours = numberAt(text, 11);
+  if (!isDate(year, month, day) || hours > 23) return std::nullopt;
+  const unsigned time = 3600 * hours + 60 * numberAt(text, 14) + numberAt(text, 17);
+  const std::int64_t instant = 86'400 * daysSince1970(year, month, day) + time - offset;
+  return Date::fromTimeIntervalSince1970(static_cast<double>(1000 * instant + thousandths) / 1000);
 }
 
 // The seconds of "Z" or "+01:30".
@@ -75,13 +95,15 @@ std::optional<int> offsetOf(std::string_view text) {
   if (!isDigit(text[1]) || !isDigit(text[2]) || !isDigit(text[4]) || !isDigit(text[5])) {
     return std::nullopt;
   }
-  const auto minutes = minutesAt(text, 1);
-  if (!minutes) return std::nullopt;
-  return text[0] == '-' ? -60 * *minutes : 60 * *minutes;
+  const unsigned hours = numberAt(text, 1);
+  const unsigned minutes = numberAt(text, 4);
+  if (hours > 23 || minutes > 59) return std::nullopt;
+  const auto seconds = static_cast<int>(3600 * hours + 60 * minutes);
+  return text[0] == '-' ? -seconds : seconds;
 }
 
 // Takes the digits in front of the text off it; returns the thousandths that they stand for.
-int takeThousandths(std::string_view& text) {
+unsigned takeThousandths(std::string_view& text) {
   constexpr std::array weights = {100, 10, 1};
   int value = 0;
   std::size_t digits = 0;
@@ -89,25 +111,20 @@ int takeThousandths(std::string_view& text) {
     if (digits < weights.size()) value += weights[digits] * (text[digits] - '0');
   }
   text.remove_prefix(digits);
-  return value;
+  return static_cast<unsigned>(value);
 }
 
 std::optional<Date> dateOf(std::string_view text, bool hasFraction) {
-  if (!hasForm(text)) return std::nullopt;
-  const auto days = daysOf(text);
-  const auto minutes = minutesAt(text, 11);
-  const int seconds = numberAt(text, 17);
-  std::string_view rest = text.substr(form.size());
-  int thousandths = 0;
+  if (!beginsWithForm(text)) return std::nullopt;
+  std::string_view rest = text.substr(fractionAt);
+  unsigned thousandths = 0;
   if (hasFraction) {
     if (rest.size() < 2 || rest[0] != '.' || !isDigit(rest[1])) return std::nullopt;
     rest.remove_prefix(1);
     thousandths = takeThousandths(rest);
   }
   const auto offset = offsetOf(rest);
-  if (!days || !minutes || seconds > 59 || !offset) return std::nullopt;
-  const std::int64_t instant = 86'400 * *days + std::int64_t{60} * *minutes + seconds - *offset;
-  return Date::fromTimeIntervalSince1970(static_cast<double>(1000 * instant + thousandths) / 1000);
+  return offset ? dateWith(text, thousandths, *offset) : std::nullopt;
 }
 
 constexpr std::int64_t dayInMilliseconds = 86'400'000;
@@ -162,7 +179,9 @@ const ISO8601DateFormatter& Formatter::rfc3339() noexcept {
 }
 
 std::optional<Date> Date::fromRfc3339(std::string_view text) {
-  return dateOf(text, text.size() > form.size() && text[form.size()] == '.');
+  if (!hasForm(text)) return dateOf(text, text.size() > fractionAt && text[fractionAt] == '.');
+  const auto lastDigit = static_cast<unsigned>(text[22] - '0');
+  return dateWith(text, 10 * numberAt(text, 20) + lastDigit, 0);
 }
 
 std::string Date::toRfc3339(Date date) { return Formatter::rfc3339().string(date); }

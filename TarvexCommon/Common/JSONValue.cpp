@@ -217,15 +217,10 @@ class JSONValue::Writer {
   explicit Writer(StreamEncodingContainer& to) noexcept : to_(&to) {}
 
   void write(const Node& root) {
-    begin(root);
-    while (!levels_.empty()) {
-      Level& level = levels_.back();
-      if (level.next == level.container->size()) {
-        to_->end();
-        levels_.pop_back();
-      } else {
-        begin(next(level));
-      }
+    begin(root.target());
+    while (level_.container != nullptr) {
+      if (level_.next == level_.container->size()) end();
+      else begin(next().target());
     }
   }
 
@@ -236,17 +231,16 @@ class JSONValue::Writer {
   };
 
   // Writes the next key of an object; returns the next value of a container.
-  const Node& next(Level& level) {
-    const std::size_t index = level.next++;
-    if (level.container->kind() == Node::Kind::array) return level.container->elements()[index];
-    const auto& [key, value] = level.container->members().pairs[index];
+  const Node& next() {
+    const std::size_t index = level_.next++;
+    if (level_.container->kind() == Node::Kind::array) return level_.container->elements()[index];
+    const auto& [key, value] = level_.container->members().pairs[index];
     to_->key(key.text());
     return value;
   }
 
   // Writes a value, of a container its beginning.
-  void begin(const Node& node) {
-    const Node& value = node.target();
+  void begin(const Node& value) {
     switch (value.kind()) {
       case Node::Kind::boolean: return to_->encode(value.boolean());
       case Node::Kind::number: return to_->encode(value.number());
@@ -255,11 +249,18 @@ class JSONValue::Writer {
       case Node::Kind::object: to_->beginObject(); break;
       default: return to_->encodeNil();
     }
-    levels_.push_back({.container = &value, .next = 0});
+    around_.push_back(std::exchange(level_, {.container = &value, .next = 0}));
+  }
+
+  void end() {
+    to_->end();
+    level_ = around_.back();
+    around_.pop_back();
   }
 
   StreamEncodingContainer* to_;
-  std::vector<Level> levels_;
+  Level level_ = {};  // the container being written, if any
+  std::vector<Level> around_;
 };
 
 void JSONValue::encode(Encoder& encoder) const {

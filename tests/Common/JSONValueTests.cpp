@@ -123,6 +123,16 @@ TEST(JSONValue, IsEqualByCaseAndPayload) {
   }
 }
 
+TEST(JSONValue, IsWrittenWithKeysOfAnyCharacters) {
+  const std::pair<std::string, std::string> rows[] = {
+      {"plain", "plain"}, {"Zoë", "Zoë"}, {"a\nb", R"(a\nb)"}, {"\"é", R"(\"é)"}, {"", ""}};
+  for (const auto& [text, json] : rows) {
+    const auto value = JSONValue::object({{text, text}, {text + '1', JSONValue::array({text, 1})}});
+    EXPECT_EQ(written(value),
+              "{\"" + json + "\":\"" + json + "\",\"" + json + "1\":[\"" + json + "\",1]}");
+  }
+}
+
 TEST(JSONValue, IsRefusedWithItsPlaceWhereJSONCannotHoldIt) {
   const JSONValue value =
       JSONValue::object({{"a", JSONValue::array({1, JSONValue::object({{"b", nan}})})}});

@@ -1,10 +1,12 @@
 #include "TarvexCommon/Base/JSON/Encoder.h"
 
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstring>
 
 #include "TarvexCommon/Base/JSON/DateStrategies.h"
+#include "TarvexCommon/Base/JSON/ShortestDecimal.h"
 #include "TarvexCommon/Base/Text.h"
 
 namespace tarvex {
@@ -12,71 +14,99 @@ namespace {
 
 constexpr char noSuffix = 0;
 
-template <typename Number>
-void addNumber(coding::Output& json, Number value) {
-  constexpr std::size_t longest = 32;
+template <typename Integer>
+void addInteger(coding::Output& json, Integer value) {
+  constexpr std::size_t longest = 20;
   char* const start = json.room(longest);
   json.added(static_cast<std::size_t>(std::to_chars(start, start + longest, value).ptr - start));
 }
 
+void addDouble(coding::Output& json, double value) {
+  char* const start = json.room(coding::longestDecimal);
+  json.added(static_cast<std::size_t>(coding::writeShortestDecimal(start, value) - start));
+}
+
 bool needsEscape(char c) { return static_cast<unsigned char>(c) < 0x20 || c == '"' || c == '\\'; }
 
-constexpr std::uint64_t everyByte(unsigned char byte) { return 0x0101010101010101U * byte; }
+using Characters [[gnu::vector_size(16)]] = unsigned char;
+using Words [[gnu::vector_size(16)]] = std::uint64_t;
+using Marks [[gnu::vector_size(16)]] = signed char;  // not zero where a character is marked
 
-// The highest bit of a byte is set, perhaps that of a later one too, where one of eight
-// characters is not ASCII or needs an escape.
-constexpr std::uint64_t specialMarks(std::uint64_t characters) {
-  const auto below = [](std::uint64_t bytes, unsigned char limit) {
-    return (bytes - everyByte(limit)) & ~bytes;
-  };
-  return characters | below(characters, 0x20) | below(characters ^ everyByte('"'), 1) |
-         below(characters ^ everyByte('\\'), 1);
+Marks escapes(Characters characters) {
+  return (characters < ' ') | (characters == '"') | (characters == '\\');
 }
 
-// Copies a text of n to 2n characters, n the size of a half, as two halves that may overlap;
-// returns their marks.
+// Marks what is not ASCII too, which as a signed character is below zero.
+Marks specials(Characters characters) {
+  return (std::bit_cast<Marks>(characters) < ' ') | (characters == '"') | (characters == '\\');
+}
+
+using Marking = Marks(Characters);
+
+bool any(Marks marks) {
+  const auto words = std::bit_cast<Words>(marks);
+  return (words[0] | words[1]) != 0;
+}
+
+template <typename Part>
+Part copyPart(std::string_view from, std::size_t at, char* to) {
+  Part part;
+  std::memcpy(&part, from.data() + at, sizeof part);
+  std::memcpy(to + at, &part, sizeof part);
+  return part;
+}
+
+// Copies a text of n to 2n characters, n the size of a half, as two halves that may overlap.
+// Spaces take the places of what they do not fill.
 template <typename Half>
-std::uint64_t copyHalves(std::string_view from, char* to) {
+Characters copyHalves(std::string_view from, char* to) {
   constexpr unsigned bits = 8 * sizeof(Half);
-  constexpr std::uint64_t plain = bits == 32 ? 0 : everyByte(' ') << 2 * bits % 64;
-  const std::size_t rest = from.size() - sizeof(Half);
-  Half first = 0, last = 0;
-  std::memcpy(&first, from.data(), sizeof first);
-  std::memcpy(&last, from.data() + rest, sizeof last);
-  std::memcpy(to, &first, sizeof first);
-  std::memcpy(to + rest, &last, sizeof last);
-  return specialMarks(first | std::uint64_t{last} << bits | plain);
+  constexpr std::uint64_t spaces = 0x2020202020202020;
+  const std::uint64_t first = copyPart<Half>(from, 0, to);
+  const std::uint64_t last = copyPart<Half>(from, from.size() - sizeof(Half), to);
+  if constexpr (bits == 64) return std::bit_cast<Characters>(Words{first, last});
+  const std::uint64_t both = first | last << bits % 64 | (bits < 32 ? spaces << 2 * bits % 64 : 0);
+  return std::bit_cast<Characters>(Words{both, spaces});
 }
 
-// Copies a text of eight characters and more; returns their marks.
-std::uint64_t copyWords(std::string_view from, char* to) {
-  std::uint64_t word = 0, marks = 0;
-  const auto copy = [&](std::size_t at) {
-    std::memcpy(&word, from.data() + at, sizeof word);
-    std::memcpy(to + at, &word, sizeof word);
-    marks |= specialMarks(word);
-  };
-  const std::size_t last = from.size() - sizeof word;
-  for (std::size_t at = 0; at < last; at += sizeof word) copy(at);
-  copy(last);  // may overlap the one before
+// Copies a text of sixteen characters and more; returns their marks.
+template <Marking marksOf>
+Marks copyVectors(std::string_view from, char* to) {
+  const std::size_t last = from.size() - sizeof(Characters);
+  Marks marks = marksOf(copyPart<Characters>(from, last, to));
+  for (std::size_t at = 0; at < last; at += sizeof(Characters)) {
+    marks |= marksOf(copyPart<Characters>(from, at, to));
+  }
   return marks;
 }
 
-std::uint64_t copyMarking(std::string_view from, char* to) {
-  if (from.size() >= 8) return copyWords(from, to);
-  if (from.size() >= 4) return copyHalves<std::uint32_t>(from, to);
-  if (from.size() >= 2) return copyHalves<std::uint16_t>(from, to);
-  return from.empty() ? 0 : copyHalves<std::uint8_t>(from, to);
+template <Marking marksOf>
+Marks copyMarking(std::string_view from, char* to) {
+  if (from.size() >= 16) return copyVectors<marksOf>(from, to);
+  if (from.size() >= 8) return marksOf(copyHalves<std::uint64_t>(from, to));
+  if (from.size() >= 4) return marksOf(copyHalves<std::uint32_t>(from, to));
+  if (from.size() >= 2) return marksOf(copyHalves<std::uint16_t>(from, to));
+  return from.empty() ? Marks{} : marksOf(copyHalves<std::uint8_t>(from, to));
 }
 
-// Adds a text that is as simple as most, ASCII without escapes, in quotes. Returns false, and
-// adds nothing, when it is not.
-bool addPlain(coding::Output& json, std::string_view value, char suffix) {
-  char* const start = json.room(value.size() + 3);
-  if ((copyMarking(value, start + 1) & everyByte(0x80)) != 0) return false;
-  start[0] = start[value.size() + 1] = '"';
-  start[value.size() + 2] = suffix;
-  json.added(value.size() + 2 + (suffix == noSuffix ? 0 : 1));
+// Adds a comma where one is due.
+void addComma(coding::Output& json, bool isDue) {
+  *json.room(1) = ',';
+  json.added(isDue ? 1 : 0);
+}
+
+// Adds a text in quotes, with a comma in front where one is due, unless a character is marked:
+// then it returns false and adds nothing. Most texts have none, and are copied before that is
+// known.
+template <Marking marksOf>
+bool addUnmarked(coding::Output& json, bool isCommaDue, std::string_view value, char suffix) {
+  char* to = json.room(value.size() + 4);
+  *to = ',';
+  to += isCommaDue ? 1 : 0;
+  if (any(copyMarking<marksOf>(value, to + 1))) return false;
+  to[0] = to[value.size() + 1] = '"';
+  to[value.size() + 2] = suffix;
+  json.added(value.size() + 2 + (isCommaDue ? 1 : 0) + (suffix != noSuffix ? 1 : 0));
   return true;
 }
 
@@ -94,7 +124,7 @@ void addEscape(coding::Output& json, char c) {
   }
 }
 
-void addString(coding::Output& json, std::string_view value) {
+void addEscaped(coding::Output& json, std::string_view value) {
   json.add('"');
   std::size_t added = 0;
   for (std::size_t i = 0; i < value.size(); ++i) {
@@ -141,14 +171,16 @@ void StreamEncodingContainer::end() {
 void StreamEncodingContainer::beginValue() {
   if (levels_.empty()) return encoder_->begin();
   Level& level = levels_.back();
-  if (level.close == ']' && level.count++ > 0) encoder_->json_->add(',');
+  if (level.close == ']') addComma(*encoder_->json_, level.count++ > 0);
 }
 
 void StreamEncodingContainer::key(std::string_view key) {
   Level& level = levels_.back();
-  if (level.count++ > 0) encoder_->json_->add(',');
+  const bool isCommaDue = level.count++ > 0;
   level.key = key;
-  add([&] { encoder_->text(key, ':'); });
+  if (addUnmarked<specials>(*encoder_->json_, isCommaDue, key, ':')) return;
+  addComma(*encoder_->json_, isCommaDue);
+  add([&] { encoder_->specialText(key, ':'); });
 }
 
 template <typename Write>
@@ -177,7 +209,8 @@ void StreamEncodingContainer::encode(double value) {
 
 void StreamEncodingContainer::encode(std::string_view value) {
   beginValue();
-  add([&] { encoder_->text(value); });
+  if (addUnmarked<specials>(*encoder_->json_, false, value, noSuffix)) return;
+  add([&] { encoder_->specialText(value, noSuffix); });
 }
 
 CodingPath StreamEncodingContainer::codingPath() const {
@@ -217,20 +250,21 @@ void Encoder::number(double value) {
   }
   const auto whole = std::abs(value) < 0x1p53 ? static_cast<std::int64_t>(value) : 0;
   if (whole != 0 && static_cast<double>(whole) == value) integer(whole);
-  else addNumber(*json_, value);
+  else addDouble(*json_, value);
 }
 
-void Encoder::integer(std::int64_t value) { addNumber(*json_, value); }
+void Encoder::integer(std::int64_t value) { addInteger(*json_, value); }
 
-void Encoder::unsignedInteger(std::uint64_t value) { addNumber(*json_, value); }
+void Encoder::unsignedInteger(std::uint64_t value) { addInteger(*json_, value); }
 
 void Encoder::text(std::string_view value, char suffix) {
-  if (!addPlain(*json_, value, suffix)) specialText(value, suffix);
+  if (!addUnmarked<specials>(*json_, false, value, suffix)) specialText(value, suffix);
 }
 
 void Encoder::specialText(std::string_view value, char suffix) {
   if (!isUTF8(value)) refuse("Unable to encode a text that is not UTF-8.");
-  addString(*json_, value);
+  if (addUnmarked<escapes>(*json_, false, value, suffix)) return;
+  addEscaped(*json_, value);
   if (suffix != noSuffix) json_->add(suffix);
 }
 

@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
@@ -11,6 +13,7 @@
 #include "TarvexCommon/Base/JSON/JSONDecoder.h"
 #include "TarvexCommon/Base/JSON/JSONEncoder.h"
 #include "tests/Support/Errors.h"
+#include "tests/Support/LongTests.h"
 #include "tests/Support/Vectors.h"
 
 using namespace std::string_literals;
@@ -265,14 +268,49 @@ TEST(JSONDecoder, AsksTheCustomRuleForEveryDateThatIsNotNull) {
             "valueNotFound [Index 0] Cannot get value of type Date -- found null value instead");
 }
 
-TEST(JSONEncoder, WritesDoublesThatReadBackTheSame) {
-  std::mt19937_64 bits(1);
-  for (int i = 0; i < 20000; ++i) {
-    const double value = std::bit_cast<double>(bits());
-    if (!std::isfinite(value)) continue;
-    const std::string text = json(value);
-    EXPECT_EQ(std::strtod(text.c_str(), nullptr), value);
-    EXPECT_LE(text.size(), 24u) << text;
+// What the standard library writes, whole numbers as such.
+std::string shortest(double value) {
+  const bool isWhole = std::abs(value) < 0x1p53 && value == std::trunc(value) && value != 0;
+  std::array<char, 32> text;
+  char* const end = text.data() + text.size();
+  return {text.data(), isWhole
+                           ? std::to_chars(text.data(), end, static_cast<std::int64_t>(value)).ptr
+                           : std::to_chars(text.data(), end, value).ptr};
+}
+
+TEST(JSONEncoder, WritesDoublesWithTheFewestDigitsThatReadBack) {
+  std::mt19937_64 random(1);
+  const int rounds = isLong() ? 1'000'000 : 20'000;
+  for (int i = 0; i < rounds && !HasFailure(); ++i) {
+    const double power = std::ldexp(1, i % 64 - 10);
+    const double common = power * (1 + std::ldexp(static_cast<double>(random() >> 12), -52));
+    const double few = std::ldexp(static_cast<double>(random() % 1024), i % 64 - 53);
+    const double decimal = static_cast<double>(random() % 1'000'000'000) / std::pow(10, i % 16);
+    for (const double value : {std::bit_cast<double>(random()), common, -decimal, power, few,
+                               std::nextafter(power, 0), std::trunc(common) + few}) {
+      if (!std::isfinite(value)) continue;
+      EXPECT_EQ(json(value), shortest(value));
+    }
+  }
+}
+
+TEST(JSONEncoder, WritesTextsOfEveryLengthWithAnyCharacterAtEveryPlace) {
+  const std::pair<std::string, std::string> rows[] = {
+      {"x", "x"},       {" ", " "},      {"\"", R"(\")"},
+      {"\\", R"(\\)"},  {"\n", R"(\n)"}, {"\x1F", R"(\u001f)"},
+      {"\x7F", "\x7F"}, {"é", "é"},      {"\"é", R"(\"é)"}};
+  for (const auto& [character, escaped] : rows) {
+    for (std::size_t place = 0; place < 40; ++place) {
+      for (std::size_t left = 0; left < 20; ++left) {
+        const std::string before(place, 'a'), behind(left, '~');
+        const std::map<std::string, std::string> map = {
+            {before + character + behind, behind + character}};
+        EXPECT_EQ(json(map),
+                  "{\"" + before + escaped + behind + "\":\"" + behind + escaped + "\"}");
+        EXPECT_EQ(json(before + "\xFF" + behind),
+                  "invalidValue [] Unable to encode a text that is not UTF-8.");
+      }
+    }
   }
 }
 
