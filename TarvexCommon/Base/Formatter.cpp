@@ -60,11 +60,11 @@ unsigned numberAt(std::string_view text, std::size_t at) {
 // By all numbers that a month has in the form: the days of it at most, and those before it since
 // the last March began.
 using Months = std::array<unsigned, 20>;
-constexpr Months longest = {0, 31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+constexpr Months longestOf = {0, 31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
 constexpr Months before = {0, 306, 337, 0, 31, 61, 92, 122, 153, 184, 214, 245, 275};
 
 bool isDate(unsigned year, unsigned month, unsigned day) {
-  if (year == 0 || day == 0 || day > longest[month]) return false;
+  if (year == 0 || day == 0 || day > longestOf[month]) return false;
   return month != 2 || day != 29 || std::chrono::year(static_cast<int>(year)).is_leap();
 }
 

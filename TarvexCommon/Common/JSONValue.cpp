@@ -219,7 +219,7 @@ class JSONValue::Writer {
   void write(const Node& root) {
     begin(root.target());
     while (level_.container != nullptr) {
-      if (level_.next == level_.container->size()) end();
+      if (level_.next == level_.size) end();
       else begin(next().target());
     }
   }
@@ -227,6 +227,7 @@ class JSONValue::Writer {
  private:
   struct Level {
     const Node* container;
+    std::size_t size;
     std::size_t next;
   };
 
@@ -249,7 +250,8 @@ class JSONValue::Writer {
       case Node::Kind::object: to_->beginObject(); break;
       default: return to_->encodeNil();
     }
-    around_.push_back(std::exchange(level_, {.container = &value, .next = 0}));
+    around_.push_back(level_);
+    level_ = {.container = &value, .size = value.size(), .next = 0};
   }
 
   void end() {

@@ -66,7 +66,7 @@ Characters copyHalves(std::string_view from, char* to) {
   const std::uint64_t last = copyPart<Half>(from, from.size() - sizeof(Half), to);
   if constexpr (bits == 64) return std::bit_cast<Characters>(Words{first, last});
   const std::uint64_t both = first | last << bits % 64 | (bits < 32 ? spaces << 2 * bits % 64 : 0);
-  return std::bit_cast<Characters>(Words{both, spaces});
+  return std::bit_cast<Characters>(Words{both, both});
 }
 
 // Copies a text of sixteen characters and more; returns their marks.

@@ -1,6 +1,5 @@
 #include "TarvexCommon/Base/JSON/ShortestDecimal.h"
 
-#include <algorithm>
 #include <bit>
 #include <charconv>
 #include <cmath>
@@ -31,16 +30,17 @@ std::uint64_t distanceToMiddle(double value) {
 }
 
 // Writes digits of a fraction until, with the last one rounded, they are closer to it than the
-// distance, or as close when `isEven`: a middle reads back as the even one of its neighbours.
+// distance, or as close unless `isOdd`: a middle reads back as the even one of its neighbours.
 // Below a power of two the next double is closer, but those have few digits in all.
 // (Steele and White, "How to Print Floating-Point Numbers Accurately", 1990.)
-char* writeDigits(char* to, std::uint64_t fraction, std::uint64_t distance, bool isEven) {
+char* writeDigits(char* to, std::uint64_t fraction, std::uint64_t distance, bool isOdd) {
   while (true) {
     fraction *= 10;
     distance *= 10;
     const std::uint64_t digit = fraction / one;
     fraction %= one;
-    if (std::min(fraction, one - fraction) < distance + (isEven ? 1 : 0)) {
+    const std::uint64_t reach = distance - (isOdd ? 1 : 0);  // from zero or from one
+    if ((fraction + reach) % one <= 2 * reach) {
       const bool isUp = fraction > one / 2 - digit % 2;  // of two as close to the even one
       *to = static_cast<char>('0' + digit + (isUp ? 1 : 0));
       return to + 1;
@@ -61,7 +61,7 @@ char* writeShortestDecimal(char* to, double value) {
   to = writeNumber(to + (value < 0 ? 1 : 0), whole);
   *to = '.';
   return writeDigits(to + 1, static_cast<std::uint64_t>(fraction * static_cast<double>(one)),
-                     distanceToMiddle(size), std::bit_cast<std::uint64_t>(size) % 2 == 0);
+                     distanceToMiddle(size), std::bit_cast<std::uint64_t>(size) % 2 != 0);
 }
 
 }  // namespace tarvex::coding
