@@ -2,17 +2,18 @@
 
 # Packages by purpose. What a purpose names includes what it builds on.
 packages_demo=(g++ cmake ninja-build pkg-config gettext
-  libssl-dev libgmp-dev libsimdjson-dev libsqlite3-dev libutf8proc-dev libsystemd-dev libcli11-dev
-  libbsd-dev)
+  libssl-dev libgmp-dev libsimdjson-dev libsqlite3-dev libutf8proc-dev libsecret-1-dev libsystemd-dev
+  libcli11-dev libbsd-dev)
 packages_test=("${packages_demo[@]}" libgtest-dev libgmock-dev python3-cryptography-vectors
-  qt6-base-dev desktop-file-utils appstream)
+  qt6-base-dev desktop-file-utils appstream gnome-keyring dbus libglib2.0-bin)
 packages_picture=("${packages_demo[@]}" qt6-base-dev xvfb imagemagick)
 packages_package=("${packages_demo[@]}" qt6-base-dev dpkg-dev file lintian abigail-tools)
-packages_check=("${packages_test[@]}" nlohmann-json3-dev clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev)
+packages_check=("${packages_test[@]}" clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev
+  llvm-14 gcovr nlohmann-json3-dev)
 packages_docs=(doxygen)
 packages_hardening=("${packages_demo[@]}" devscripts binutils)
-packages_bench=("${packages_demo[@]}" libcjose-dev libjansson-dev libjwt-dev
-  nlohmann-json3-dev rapidjson-dev libglib2.0-dev)
+packages_bench=("${packages_demo[@]}" libcjose-dev libjansson-dev libjwt-dev nlohmann-json3-dev
+  rapidjson-dev libglib2.0-dev gnome-keyring dbus libglib2.0-bin)
 
 fail() {
   echo "$*" >&2

@@ -137,13 +137,6 @@ void complete(ItemDictionary& attributes, const std::string& ownGroup) {
   attributes.try_emplace(kSecAttrKeySizeInBits, 256);
 }
 
-// The text of an attribute that identifies items.
-std::string_view identityText(const ItemValue& value) {
-  if (const auto* text = value.get<std::string>()) return *text;
-  if (const auto* bytes = value.get<Data>()) return Bytes(*bytes).text();
-  return value == ItemValue(true) ? "1" : "0";
-}
-
 SecKeyRef keyOf(const Item& item) {
   const auto made = SecKeyCreateWithData(*item.value, item.attributes);
   const auto* key = std::get_if<SecKeyRef>(&made);
@@ -165,6 +158,22 @@ const IdentityNames& identityNames(const ItemDictionary& attributes) {
   static constexpr IdentityNames ofPasswords = {kSecAttrService, kSecAttrAccount};
   static constexpr IdentityNames ofKeys = {kSecAttrApplicationTag, kSecAttrApplicationLabel};
   return isKey(attributes) ? ofKeys : ofPasswords;
+}
+
+bool areOfItem(const ItemDictionary& attributes) {
+  ItemDictionary rest = attributes;
+  for (const char* date : {kSecAttrCreationDate, kSecAttrModificationDate}) {
+    const auto entry = rest.find(date);
+    if (entry == rest.end() || !isA<Date>(entry->second)) return false;
+    rest.erase(entry);
+  }
+  return statusOf([&] {
+           const bool ofKey = isKey(rest);
+           ItemDictionary completed = checkedAttributes(rest, ofKey ? keyItem : passwordItem);
+           ensure(!ofKey || completed.contains(kSecAttrKeyClass), errSecParam);
+           complete(completed, "");
+           ensure(completed.size() == attributes.size(), errSecParam);
+         }) == errSecSuccess;
 }
 
 Item parseItem(const ItemDictionary& given) {
@@ -219,6 +228,12 @@ void apply(const ItemChanges& changes, Item& item) {
     item.attributes.insert_or_assign(name, value);
   }
   if (changes.value) item.value = *changes.value;
+}
+
+std::string_view identityText(const ItemValue& value) {
+  if (const auto* text = value.get<std::string>()) return *text;
+  if (const auto* bytes = value.get<Data>()) return Bytes(*bytes).text();
+  return value == ItemValue(true) ? "1" : "0";
 }
 
 // Lengths keep the attributes apart: they may hold any character.

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "TarvexCommon/Platform/ItemService.h"
@@ -40,6 +41,9 @@ struct ItemReturns {
   bool reference = false;
 };
 
+// Returns whether these are the attributes of an item, as an `Item` promises them.
+bool areOfItem(const ItemDictionary& attributes);
+
 // These three throw `errSecParam` for a missing class, a value of a wrong type and
 // empty changes; `errSecUnimplemented` for a class or key that they do not know;
 // `errSecMissingEntitlement` for an access group that the process may not use.
@@ -66,6 +70,9 @@ struct IdentityNames {
   const char* account;  // of a key: the hash of the public key
 };
 const IdentityNames& identityNames(const ItemDictionary& attributes);
+
+// Returns the text of an attribute by which items are told apart.
+std::string_view identityText(const ItemValue& value);
 
 // Two items with the same text may not be kept side by side.
 std::string uniquenessKey(const Item& item);

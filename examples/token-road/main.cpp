@@ -36,10 +36,12 @@ class TemporaryFolder {
 // What every application of the team does at its start. A real one gives the bundle alone: it has
 // the system's log and the user's keychain.
 void start(const std::filesystem::path& folder, const tarvex::RecordingLog& log) {
-  tarvex::installServices({.bundle = {.identifier = "com.example.token-road",
-                                      .infoDictionary = {{"TeamIDPrefix", "ABCDE12345."}}},
-                           .log = log.sink(),
-                           .itemService = tarvex::KeychainStore({.folder = folder}).itemService()});
+  tarvex::installServices(
+      {.bundle = {.identifier = "com.example.token-road",
+                  .infoDictionary = {{"TeamIDPrefix", "ABCDE12345."}}},
+       .log = log.sink(),
+       .itemService = tarvex::KeychainStore({.folder = folder, .firstSlot = tarvex::KeySlot::file})
+                          .itemService()});
 }
 
 void walk() {

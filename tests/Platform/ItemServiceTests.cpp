@@ -5,9 +5,11 @@
 #include <atomic>
 #include <iterator>
 
+#include "TarvexCommon/Platform/Linux/SecretServiceItemService.h"
 #include "TarvexCommon/Platform/Memory/FixedClock.h"
 #include "TarvexCommon/Platform/Memory/MemoryItemService.h"
 #include "TarvexCommon/Platform/Services.h"
+#include "tests/Support/Desktop.h"
 #include "tests/Support/Items.h"
 #include "tests/Support/Store.h"
 #include "tests/Support/Threads.h"
@@ -47,6 +49,15 @@ std::string values(const std::string& words) {
     texts += Bytes(*value.get<Data>()).text();
   }
   return texts;
+}
+
+// Items in the keyring of a desktop, which has none at first.
+ItemService itemsOfDesktop() {
+  static const Desktop desktop;
+  installServices({.bundle = {.keychainAccessGroups = {{"own", "shared", "other"}}}});
+  ItemService items = secretServiceItemService();
+  for (const char* all : {"genp sync=syna", "keys sync=syna"}) (void)items.remove(item(all));
+  return items;
 }
 
 struct Implementation {
@@ -113,7 +124,8 @@ class ItemSemantics : public testing::TestWithParam<Implementation> {
 
 INSTANTIATE_TEST_SUITE_P(, ItemSemantics,
                          testing::Values(Implementation{"Memory", memoryItemService},
-                                         Implementation{"Store", temporaryStore}),
+                                         Implementation{"Store", temporaryStore},
+                                         Implementation{"SecretService", itemsOfDesktop}),
                          [](const auto& of) { return std::string(of.param.name); });
 
 TEST_P(ItemSemantics, RefusesWhatIsNotARequest) { follow("refused"); }

@@ -35,7 +35,7 @@ inline std::string sql(const std::string& file, const std::string& statements) {
 // Adds the passphrase "p", one that costs next to nothing to try.
 inline void addCheapPassphrase(const std::string& folder) {
   const auto store = openWithoutItems({.folder = folder});
-  Passphrase none({});
+  User none({});
   const SealingKey master = store->slots.open(store->folder, none);
   const Data salt(16, 's');
   Data context = store->id;

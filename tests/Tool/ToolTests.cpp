@@ -7,6 +7,7 @@
 #include <iterator>
 #include <string>
 
+#include "tests/Support/Desktop.h"
 #include "tests/Support/TemporaryFolder.h"
 
 namespace tarvex {
@@ -297,6 +298,23 @@ TEST(Tool, LooksAfterTheKeychain) {
                      "--new-passphrase-file wrong",
                      "open", 0, ""},
                     {"key list --passphrase-file wrong", "", 0, "one\t.*\n"}});
+}
+
+TEST(Tool, KeepsTheKeyInTheKeyring) {
+  const Desktop desktop;
+  const Tool tool;
+  EXPECT_EQ(tool("key create one").status, 0);
+  EXPECT_THAT(tool("keychain status").out, HasSubstr("opens by  secret-service\n"));
+  EXPECT_THAT(tool("keychain backup copy.db").err, HasSubstr("keyring only"));
+  expectRows(tool, {{"keychain slot remove secret-service", "", 2, ""},
+                    {"keychain slot add file", "", 0, ""},
+                    {"keychain slot remove secret-service", "", 0, ""},
+                    {"keychain slot add secret-service", "", 0, ""},
+                    {"keychain slot add secret-service", "", 2, ""},
+                    {"keychain slot remove file", "", 0, ""},
+                    {"key list", "", 0, "one\t.*\n"}});
+  desktop.lockKeyring();
+  EXPECT_EQ(tool("key list").status, 3);
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // keychain status, check, repair, backup, slot add, slot change, slot remove.
 
+#include <algorithm>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,10 +19,12 @@ using tarvex::JSONValue;
 using tarvex::KeychainStoreStatus;
 using tarvex::KeySlot;
 
-std::string nameOf(KeySlot slot) { return slot == KeySlot::file ? "file" : "passphrase"; }
+const std::map<std::string, KeySlot> slotNames = {{"passphrase", KeySlot::passphrase},
+                                                  {"file", KeySlot::file},
+                                                  {"secret-service", KeySlot::secretService}};
 
-KeySlot slotOf(const std::string& name) {
-  return name == "file" ? KeySlot::file : KeySlot::passphrase;
+const std::string& nameOf(KeySlot slot) {
+  return std::ranges::find(slotNames, slot, &decltype(slotNames)::value_type::second)->first;
 }
 
 // What became of the latest changes.
@@ -96,9 +100,13 @@ bool backup(const Tool& tool, const std::string& file) {
   if (status == tarvex::errSecDuplicateItem) throw BadInput(file + " is there already");
   if (status == tarvex::errSecParam) throw BadInput("the copy has no file name");
   require(status);
-  if (hasSlot(from.status(), KeySlot::file)) {
+  const auto made = from.status();
+  if (hasSlot(made, KeySlot::file)) {
     std::fputs("tarvex: the copy opens by the key file too: keep keychain.key apart from it\n",
                stderr);
+  }
+  if (made.slots == std::vector{KeySlot::secretService}) {
+    std::fputs("tarvex: the copy opens by this desktop's keyring only\n", stderr);
   }
   return true;
 }
@@ -124,7 +132,7 @@ tarvex::AskForPassphrase newPassphrase(const SlotOptions& options) {
 }
 
 bool addSlot(const Tool& tool, const SlotOptions& options) {
-  const auto status = store(tool).addSlot(slotOf(options.slot), newPassphrase(options));
+  const auto status = store(tool).addSlot(slotNames.at(options.slot), newPassphrase(options));
   if (status == tarvex::errSecDuplicateItem) throw BadInput("the keychain has that slot already");
   require(status);
   return true;
@@ -136,7 +144,7 @@ bool changeSlot(const Tool& tool, const SlotOptions& options) {
 }
 
 bool removeSlot(const Tool& tool, const SlotOptions& options) {
-  const auto status = store(tool).removeSlot(slotOf(options.slot));
+  const auto status = store(tool).removeSlot(slotNames.at(options.slot));
   if (status == tarvex::errSecParam) throw BadInput("it is the last way to open the keychain");
   require(status);
   return true;
@@ -164,7 +172,7 @@ void addKeychainCommands(Tool& tool) {
                               const std::vector<std::string>& names) {
     auto* command = tool.command(*slots, name, description,
                                  [&tool, options, run] { return run(tool, *options); });
-    command->add_option("SLOT", options->slot, "passphrase or file")
+    command->add_option("SLOT", options->slot, "passphrase, file or secret-service")
         ->required()
         ->check(CLI::IsMember(names));
     return command;
@@ -175,9 +183,10 @@ void addKeychainCommands(Tool& tool) {
                      "File with the new passphrase (- for stdin); otherwise it is typed")
         ->type_name("FILE");
   };
-  takesPassphrase(addCommand("add", "Add a key slot", addSlot, {"passphrase", "file"}));
+  const std::vector<std::string> every = {"passphrase", "file", "secret-service"};
+  takesPassphrase(addCommand("add", "Add a key slot", addSlot, every));
   takesPassphrase(addCommand("change", "Replace the passphrase", changeSlot, {"passphrase"}));
-  addCommand("remove", "Remove a key slot; the last one stays", removeSlot, {"passphrase", "file"});
+  addCommand("remove", "Remove a key slot; the last one stays", removeSlot, every);
 }
 
 }  // namespace tool

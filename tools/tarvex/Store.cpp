@@ -27,7 +27,7 @@ bool hasSlot(const tarvex::KeychainStoreStatus& status, tarvex::KeySlot slot) {
 // A store that is made with a way to ask opens by a passphrase alone; so it is given one only
 // where `--passphrase-file` or the store calls for it.
 tarvex::KeychainStore store(const Tool& tool) {
-  tarvex::KeychainStoreOptions options{.folder = tool.keychainDir};
+  tarvex::KeychainStoreOptions options{.folder = tool.keychainDir, .mayPrompt = hasTerminal()};
   if (!tool.passphraseFile.empty() || opensByPassphrase(options)) {
     options.passphrase = [file = tool.passphraseFile] { return passphrase(file); };
   }

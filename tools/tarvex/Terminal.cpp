@@ -140,6 +140,8 @@ std::string readSecret(const std::string& prompt) {
   return std::string(text);
 }
 
+bool hasTerminal() { return isatty(STDIN_FILENO) == 1 && isatty(STDERR_FILENO) == 1; }
+
 std::optional<std::string> askTerminal(const std::string& prompt) {
   std::array<char, 4096> typed;
   const char* answer =

@@ -33,6 +33,9 @@ std::string printable(std::string_view text);
 // Returns the number of a text, also with fraction and exponent. Throws `BadInput`.
 double number(const std::string& text);
 
+// Returns whether a user is there who can be asked.
+bool hasTerminal();
+
 // Returns a secret that the user types without echo, or, where stdin is no terminal, all of it
 // without a line end at its end. Throws `BadInput`.
 std::string readSecret(const std::string& prompt);

@@ -7,14 +7,20 @@
 #include "TarvexCommon/Base/Text.h"
 #include "TarvexCommon/Platform/ItemFailure.h"
 #include "TarvexCommon/Platform/Store/ByteCoding.h"
+#include "TarvexCommon/Platform/Store/SecretServiceKey.h"
 
 namespace tarvex {
 namespace {
 
-constexpr KeySlot kinds[] = {KeySlot::file, KeySlot::passphrase};
+constexpr KeySlot kinds[] = {KeySlot::file, KeySlot::secretService, KeySlot::passphrase};
 
 constexpr std::string_view nameOf(KeySlot kind) {
-  return kind == KeySlot::file ? "file" : "passphrase";
+  switch (kind) {
+    case KeySlot::file: return "file";
+    case KeySlot::passphrase: return "passphrase";
+    case KeySlot::secretService: return "secret-service";
+  }
+  return {};
 }
 
 // What stretching costs in a new slot, and the most that an opened one may ask for, in KiB.
@@ -36,19 +42,20 @@ bool isPowerOfTwo(std::int64_t number) { return number > 1 && (number & (number 
 
 }  // namespace
 
-std::string_view Passphrase::text() {
-  if (!text_) {
+std::string_view User::passphrase() {
+  if (!passphrase_) {
     auto given = ask_ ? ask_() : std::nullopt;
-    text_.emplace(canonicalForm(given ? std::string_view(*given) : ""));
+    passphrase_.emplace(canonicalForm(given ? std::string_view(*given) : ""));
     if (given) wipe(*given);
   }
-  return **text_;
+  return **passphrase_;
 }
 
-// "file" comes before "passphrase": nobody is asked in vain.
+// The file comes first, it is at hand, and the passphrase last: nobody is asked in vain.
 KeySlots::KeySlots(const Database& database, Bytes storeID) : storeID_(toData(storeID)) {
-  const Statement all =
-      database.prepare("SELECT kind, salt, cost, wrapped FROM slot NOT INDEXED ORDER BY kind");
+  const Statement all = database.prepare(
+      "SELECT kind, salt, cost, wrapped FROM slot NOT INDEXED "
+      "ORDER BY kind = 'passphrase', kind");
   for (Rows rows = all.rows(); rows.next();) {
     slots_.push_back({.kind = std::string(rows.bytes(0).text()),
                       .salt = toData(rows.bytes(1)),
@@ -74,16 +81,21 @@ KeySlots KeySlots::without(KeySlot kind) const {
   return rest;
 }
 
+void KeySlots::prepare(KeySlot kind, User& user) {
+  if (kind == KeySlot::secretService) ensureKeepsKeys(user.prompts());
+  if (kind == KeySlot::passphrase) ensure(!user.passphrase().empty(), errSecInteractionNotAllowed);
+}
+
 void KeySlots::add(KeySlot kind, const SealingKey& master, const Database& database,
-                   const StoreFolder& folder, Passphrase& passphrase) const {
+                   const StoreFolder& folder, User& user) const {
   Slot slot = {.kind = std::string(nameOf(kind)), .salt = {}, .cost = 0, .wrapped = {}};
-  if (kind == KeySlot::file) {
-    makeKeyFile(folder);
-  } else {
+  if (kind == KeySlot::file) makeKeyFile(folder);
+  if (kind == KeySlot::secretService) makeKeyInService(storeID_);
+  if (kind == KeySlot::passphrase) {
     slot.salt = randomBytes(16);
     slot.cost = newCost;
   }
-  const Sealer sealer(wrappingKey(slot, folder, passphrase));
+  const Sealer sealer(wrappingKey(slot, folder, user));
   slot.wrapped = sealer.seal(master.bytes(), contextOf(slot));
   database.prepare("INSERT INTO slot VALUES (CAST(?1 AS TEXT), ?2, ?3, ?4)")
       .run(Bytes(slot.kind), slot.salt, slot.cost, slot.wrapped);
@@ -93,13 +105,13 @@ void KeySlots::remove(KeySlot kind, const Database& database) {
   database.prepare("DELETE FROM slot WHERE kind = CAST(?1 AS TEXT)").run(Bytes(nameOf(kind)));
 }
 
-// A key file that is not there says less than a passphrase that is wrong.
-SealingKey KeySlots::open(const StoreFolder& folder, Passphrase& passphrase) const {
+// A key that is not there says less than one that is locked or wrong.
+SealingKey KeySlots::open(const StoreFolder& folder, User& user) const {
   ensure(!slots_.empty(), errSecInvalidKeychain);
   OSStatus telling = errSecNotAvailable;
   for (const Slot& slot : slots_) {
     try {
-      return unwrapped(slot, wrappingKey(slot, folder, passphrase));
+      return unwrapped(slot, wrappingKey(slot, folder, user));
     } catch (const ItemFailure& failure) {
       if (failure.status != errSecNotAvailable) telling = failure.status;
     }
@@ -107,13 +119,13 @@ SealingKey KeySlots::open(const StoreFolder& folder, Passphrase& passphrase) con
   throw ItemFailure{telling};
 }
 
-SealingKey KeySlots::wrappingKey(const Slot& slot, const StoreFolder& folder,
-                                 Passphrase& passphrase) {
+SealingKey KeySlots::wrappingKey(const Slot& slot, const StoreFolder& folder, User& user) const {
   if (slot.kind == nameOf(KeySlot::file)) return keyInFile(folder);
+  if (slot.kind == nameOf(KeySlot::secretService)) return keyInService(storeID_, user.prompts());
   ensure(slot.kind == nameOf(KeySlot::passphrase), errSecNotAvailable);
   ensure(isPowerOfTwo(slot.cost) && slot.cost <= highestCost, errSecInvalidKeychain);
-  ensure(!passphrase.text().empty(), errSecInteractionNotAllowed);
-  return SealingKey::stretched(passphrase.text(), slot.salt, static_cast<std::uint64_t>(slot.cost));
+  ensure(!user.passphrase().empty(), errSecInteractionNotAllowed);
+  return SealingKey::stretched(user.passphrase(), slot.salt, static_cast<std::uint64_t>(slot.cost));
 }
 
 SealingKey KeySlots::unwrapped(const Slot& slot, const SealingKey& key) const {

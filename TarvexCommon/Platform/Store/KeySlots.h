@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "TarvexCommon/Platform/Linux/SecretService.h"
 #include "TarvexCommon/Platform/Sealing.h"
 #include "TarvexCommon/Platform/Store/Database.h"
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
@@ -17,21 +18,23 @@ inline constexpr char slotTable[] =
     "CREATE TABLE slot(kind TEXT PRIMARY KEY, salt BLOB NOT NULL, cost INTEGER NOT NULL, "
     "wrapped BLOB NOT NULL)";
 
-// A passphrase that is asked for once, when it is needed.
-class Passphrase {
+// The user, who is asked for a passphrase once, when it is needed.
+class User {
  public:
-  explicit Passphrase(AskForPassphrase ask) : ask_(std::move(ask)) {}
-
-  // Whether there is somebody to ask.
-  bool canBeAskedFor() const { return static_cast<bool>(ask_); }
+  explicit User(AskForPassphrase ask, bool mayBePrompted = false)
+      : ask_(std::move(ask)), prompts_(mayBePrompted ? Prompts::allowed : Prompts::none) {}
 
   // Returns its canonical form: keyboards differ in how they compose letters. Empty when
   // there is none.
-  std::string_view text();
+  std::string_view passphrase();
+
+  // Whether the desktop may ask as well.
+  Prompts prompts() const { return prompts_; }
 
  private:
   AskForPassphrase ask_;
-  std::optional<Wiped<std::string>> text_;
+  Prompts prompts_;
+  std::optional<Wiped<std::string>> passphrase_;
 };
 
 class KeySlots {
@@ -44,18 +47,22 @@ class KeySlots {
   std::vector<KeySlot> kinds() const;  // of those that are known
   KeySlots without(KeySlot kind) const;
 
-  // Wraps the master key once more. Throws `errSecInteractionNotAllowed` when there is no
-  // passphrase for it. A key file that is there is used, not replaced: it may open a backup.
-  void add(KeySlot kind, const SealingKey& master, const Database& database,
-           const StoreFolder& folder, Passphrase& passphrase) const;
+  // Throws unless a slot of this kind can be added: `errSecInteractionNotAllowed` when there is
+  // no passphrase for it, and what the desktop answers. Without a lock: nobody waits for the user.
+  static void prepare(KeySlot kind, User& user);
 
-  // Removes the slot if there is one; its key file stays.
+  // Wraps the master key once more. A key file or item of the desktop's that is there is used,
+  // not replaced: it may open a backup.
+  void add(KeySlot kind, const SealingKey& master, const Database& database,
+           const StoreFolder& folder, User& user) const;
+
+  // Removes the slot if there is one; its key stays.
   static void remove(KeySlot kind, const Database& database);
 
   // Returns the master key, by the first slot that opens. Throws what is most telling:
   // `errSecAuthFailed` for a wrong key, `errSecInteractionNotAllowed` for a passphrase that
-  // nobody gives, `errSecNotAvailable` for a key file that is not there.
-  SealingKey open(const StoreFolder& folder, Passphrase& passphrase) const;
+  // nobody gives and a desktop that is locked, `errSecNotAvailable` for a key that is not there.
+  SealingKey open(const StoreFolder& folder, User& user) const;
 
  private:
   struct Slot {
@@ -65,8 +72,7 @@ class KeySlots {
     Data wrapped;
   };
 
-  static SealingKey wrappingKey(const Slot& slot, const StoreFolder& folder,
-                                Passphrase& passphrase);
+  SealingKey wrappingKey(const Slot& slot, const StoreFolder& folder, User& user) const;
   SealingKey unwrapped(const Slot& slot, const SealingKey& key) const;
 
   // What a master key is sealed with: the store's id, the cost in 8 bytes, big-endian, the

@@ -4,14 +4,15 @@
 //   keychain.db      the items
 //   keychain.db-wal  the latest changes, folded into it now and then and when the last
 //                    process closes it; keychain.db-shm is their index
-//   keychain.key     what opens it, unless only a passphrase does
+//   keychain.key     what opens it, where it has that slot
 //   keychain.lock    held by whoever opens, changes or closes it
 //   keychain.count   how many changes it has had, to notice when some are lost
 //
 // Service, account and group of an item are keyed hashes, which show only what is equal; class
 // and synchronisation stand in clear; all else is sealed (AES-256-GCM). The master key lies in
-// the database wrapped, in a slot for each way to open it: the bytes of the key file, a
-// passphrase (scrypt). A change is on the disk when its operation returns.
+// the database wrapped, in a slot for each way to open it: the bytes of the key file, those of an
+// item in the desktop's Secret Service, a passphrase (scrypt). A change is on the disk when its
+// operation returns.
 #pragma once
 
 #include <cstdint>
@@ -30,18 +31,26 @@ namespace tarvex {
 // keychain; what it throws comes out of the operation.
 using AskForPassphrase = std::function<std::optional<std::string>()>;
 
+// A way to open a store, which has one or more.
+enum class KeySlot { file, passphrase, secretService };
+
 struct KeychainStoreOptions {
   // Made when it is not there. When empty: $TARVEX_KEYCHAIN_DIR, or else
   // $XDG_DATA_HOME/tarvex, or else ~/.local/share/tarvex.
   std::string folder = {};
 
-  // When it is set a new store opens by its passphrase only, otherwise by its key file. It is
-  // also called to open a store that has no other way.
+  // Called to open a store that nothing else opens.
   AskForPassphrase passphrase = {};
-};
 
-// A way to open a store, which has one or both.
-enum class KeySlot { file, passphrase };
+  // What a new store opens by. When it is not said: the passphrase, if there is somebody to ask for
+  // it; or else the desktop's Secret Service, where it answers and its default collection is
+  // unlocked; or else a key file. A store that is there has the slots that it has.
+  std::optional<KeySlot> firstSlot = {};
+
+  // Whether the desktop may ask the user to unlock its keyring, for which the operation then waits,
+  // up to two minutes. Otherwise a locked one is answered with `errSecInteractionNotAllowed`.
+  bool mayPrompt = false;
+};
 
 // What a store tells without its key.
 struct KeychainStoreStatus {
@@ -66,9 +75,11 @@ struct KeychainStoreStatus {
 //
 //   errSecNotAvailable           no place for the folder, no key file, a file that is a
 //                                link, or a folder or file that is somebody else's or
-//                                readable by others; no store, where none is made
-//   errSecInteractionNotAllowed  it opens by a passphrase, and there is none, or no new one
-//   errSecAuthFailed             the passphrase is wrong, or the key file another store's
+//                                readable by others; no Secret Service, no answer from it
+//                                within 5 seconds, no key in it; no store, where none is made
+//   errSecInteractionNotAllowed  it opens by a passphrase, and there is none, or no new one;
+//                                the desktop's keyring is locked
+//   errSecAuthFailed             the passphrase is wrong, or the key another store's
 //   errSecInvalidKeychain        no store, one of another format, one that is damaged or has
 //                                lost its latest changes
 //   errSecDecode                 this item is damaged; others are not
@@ -95,16 +106,18 @@ class TARVEX_EXPORT KeychainStore {
   KeychainStoreStatus status() const;
 
   // Adds a way to open the store, which has to open by one that it has; then the new passphrase
-  // is asked for. A key file that is there without a slot is used, not replaced: it may open a
-  // backup. Those who have the store open go on using it, whatever becomes of the slots.
+  // is asked for. A key file or item of the Secret Service that is there without a slot is used,
+  // not replaced: it may open a backup. Those who have the store open go on using it, whatever
+  // becomes of the slots.
   OSStatus addSlot(KeySlot slot, const AskForPassphrase& newPassphrase = {}) const;
 
-  // Replaces the passphrase in one step. The store has to open by the old one or its key file.
+  // Replaces the passphrase in one step. The store has to open by the old one or another slot.
   OSStatus changePassphrase(const AskForPassphrase& newPassphrase) const;
 
-  // Removes a way to open the store, which has to open by the other one, so that nobody is
-  // locked out. The key file goes with its slot. The master key stays: a backup still opens by
-  // the slots that it has.
+  // Removes a way to open the store, which has to open by another one, so that nobody is locked
+  // out. The key file goes with its slot, the item of the Secret Service where that is unlocked.
+  // The master key stays: a backup still opens by the slots that it has, as long as their keys
+  // are somewhere.
   OSStatus removeSlot(KeySlot slot) const;
 
   // Goes on with a store that has lost its latest changes, as it was before them: until then it

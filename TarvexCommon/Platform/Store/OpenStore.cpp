@@ -6,6 +6,8 @@
 #include <system_error>
 #include <utility>
 
+#include "TarvexCommon/Platform/Store/SecretServiceKey.h"
+
 namespace tarvex {
 namespace {
 
@@ -22,15 +24,24 @@ std::string schema() { return std::string(storeTable) + '\n' + slotTable + '\n' 
 constexpr char schemaOfFile[] =
     "SELECT group_concat(sql, char(10)) FROM (SELECT sql FROM sqlite_schema WHERE sql IS NOT NULL)";
 
-void fillStore(const Database& database, const StoreFolder& folder, Passphrase& passphrase) {
+// Adds the first slot. Where nobody has chosen it the desktop keeps the key, or else a file does.
+void addFirstSlot(const KeySlots& slots, std::optional<KeySlot> chosen, const Database& database,
+                  const StoreFolder& folder, User& user) {
+  const SealingKey master = SealingKey::random();
+  if (chosen) return slots.add(*chosen, master, database, folder, user);
+  const OSStatus status =
+      statusOf([&] { slots.add(KeySlot::secretService, master, database, folder, user); });
+  if (status != errSecSuccess) slots.add(KeySlot::file, master, database, folder, user);
+}
+
+void fillStore(const Database& database, const StoreFolder& folder, const Data& id,
+               std::optional<KeySlot> firstSlot, User& user) {
   const TransactionStatements statements(database);
   Transaction transaction(statements);
-  const Data id = randomBytes(idSize);
   database.setFormat(format);
   for (const char* table : {storeTable, slotTable, itemTable}) database.run(table);
   database.prepare("INSERT INTO store VALUES (?1, 0)").run(id);
-  const KeySlot kind = passphrase.canBeAskedFor() ? KeySlot::passphrase : KeySlot::file;
-  KeySlots(database, id).add(kind, SealingKey::random(), database, folder, passphrase);
+  addFirstSlot(KeySlots(database, id), firstSlot, database, folder, user);
   transaction.commit();
 }
 
@@ -41,17 +52,19 @@ void removeUnfinished(const StoreFolder& folder) {
 }
 
 // A new store appears under its name when all of it is on the disk.
-void makeStore(const StoreFolder& folder, Passphrase& passphrase) {
+void makeStore(const StoreFolder& folder, std::optional<KeySlot> firstSlot, User& user) {
   ensure(folder.sizeOf(logFile) == 0 && !folder.has(countFile),
          errSecInvalidKeychain);  // it is lost
   removeUnfinished(folder);
   folder.makeEmpty(unfinishedFile);
+  const Data id = randomBytes(idSize);
   try {
     const Database database(folder.pathOf(unfinishedFile));
-    fillStore(database, folder, passphrase);
+    fillStore(database, folder, id, firstSlot, user);
     database.foldLog();
   } catch (const ItemFailure&) {
     removeUnfinished(folder);
+    removeKeyFromService(id);
     throw;
   }
   folder.rename(unfinishedFile, storeFile);
@@ -111,8 +124,8 @@ bool isReadRight(const OpenStore& store, const ItemFailure& failure) {
   return statusOf([&store] { store.database.ensureReadRight(); }) == errSecSuccess;
 }
 
-SealingKey OpenStore::openItems(const KeySlots& by, Passphrase& passphrase) {
-  SealingKey master = by.open(folder, passphrase);
+SealingKey OpenStore::openItems(const KeySlots& by, User& user) {
+  SealingKey master = by.open(folder, user);
   const DatabaseUse use;
   items.emplace(database, master, id);
   return master;
@@ -152,18 +165,25 @@ bool hasStore(const KeychainStoreOptions& options) {
   return !std::filesystem::is_empty(options.folder + '/' + logFile, error) && !error;
 }
 
+namespace {
+
+std::optional<KeySlot> chosenFirstSlot(const KeychainStoreOptions& options) {
+  if (options.firstSlot || !options.passphrase) return options.firstSlot;
+  return KeySlot::passphrase;
+}
+
+}  // namespace
+
 OwnedStore openStore(const KeychainStoreOptions& options) {
   const StoreFolder folder(options.folder);
-  Passphrase passphrase(options.passphrase);
-  // Asked before the lock is taken: nobody waits for the user.
-  if (!folder.has(storeFile) && passphrase.canBeAskedFor()) {
-    ensure(!passphrase.text().empty(), errSecInteractionNotAllowed);
-  }
+  User user(options.passphrase, options.mayPrompt);
+  const auto firstSlot = chosenFirstSlot(options);
+  if (firstSlot && !folder.has(storeFile)) KeySlots::prepare(*firstSlot, user);
   OwnedStore store = openLocked(folder, [&] {
-    if (!folder.has(storeFile)) makeStore(folder, passphrase);
+    if (!folder.has(storeFile)) makeStore(folder, firstSlot, user);
   });
   ensure(!store->isDamaged, errSecInvalidKeychain);
-  store->openItems(store->slots, passphrase);
+  store->openItems(store->slots, user);
   return store;
 }
 

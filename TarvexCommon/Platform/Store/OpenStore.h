@@ -26,7 +26,7 @@ struct OpenStore {
   bool isInPlace() const;
 
   // Gives it its items and returns its master key; throws what `KeySlots::open` does.
-  SealingKey openItems(const KeySlots& by, Passphrase& passphrase);
+  SealingKey openItems(const KeySlots& by, User& user);
 
   const StoreFolder folder;
   const Database database;

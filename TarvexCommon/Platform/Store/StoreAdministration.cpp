@@ -6,24 +6,25 @@
 
 #include "TarvexCommon/Platform/ItemFailure.h"
 #include "TarvexCommon/Platform/Store/OpenStore.h"
+#include "TarvexCommon/Platform/Store/SecretServiceKey.h"
 
 namespace tarvex {
 namespace {
 
 KeySlots slotsNow(const OpenStore& store) { return {store.database, store.id}; }
 
-// Puts a slot in the place of the one of its kind, where `check` does not throw. A key file is
-// on the disk before its slot; one that is left when this is killed opens nothing, and the next
-// one to add its slot takes it.
+// Puts a slot in the place of the one of its kind, where `check` does not throw. A key file, or
+// the key in the Secret Service, is there before its slot; one that is left when this is killed
+// opens nothing, and the next one to add its slot takes it.
 template <std::invocable<const KeySlots&> Check>
 void putSlot(const KeychainStoreOptions& options, KeySlot kind,
              const AskForPassphrase& newPassphrase, const Check& check) {
   const auto store = openWithoutItems(options);
   check(store->slots);
-  Passphrase old(options.passphrase);
-  Passphrase fresh(newPassphrase);
-  const SealingKey master = store->openItems(store->slots, old);
-  ensure(kind == KeySlot::file || !fresh.text().empty(), errSecInteractionNotAllowed);
+  User user(options.passphrase, options.mayPrompt);
+  User withNewPassphrase(newPassphrase, options.mayPrompt);
+  const SealingKey master = store->openItems(store->slots, user);
+  KeySlots::prepare(kind, withNewPassphrase);
   const StoreChange change(*store);
   const bool makesKeyFile = kind == KeySlot::file && !store->folder.has(keyFile);
   try {
@@ -31,7 +32,7 @@ void putSlot(const KeychainStoreOptions& options, KeySlot kind,
       const KeySlots slots = slotsNow(*store);
       check(slots);
       KeySlots::remove(kind, store->database);
-      slots.add(kind, master, store->database, store->folder, fresh);
+      slots.add(kind, master, store->database, store->folder, withNewPassphrase);
     });
   } catch (...) {
     if (makesKeyFile) store->folder.removeIfThere(keyFile);
@@ -81,19 +82,20 @@ void changePassphrase(const KeychainStoreOptions& options, const AskForPassphras
   });
 }
 
-// The key file goes when its slot has gone: until then it opens the store. The log is folded away
+// The key goes when its slot has gone: until then it opens the store. The log is folded away
 // because it may hold the slot.
 void removeSlot(const KeychainStoreOptions& options, KeySlot slot) {
   const auto store = openWithoutItems(options);
   ensureRemovable(slot, store->slots, store->folder);
-  Passphrase passphrase(options.passphrase);
-  store->openItems(store->slots.without(slot), passphrase);
+  User user(options.passphrase, options.mayPrompt);
+  store->openItems(store->slots.without(slot), user);
   const StoreChange change(*store);
   change.run([&] {
     ensureRemovable(slot, slotsNow(*store), store->folder);
     KeySlots::remove(slot, store->database);
   });
   if (slot == KeySlot::file) store->folder.removeIfThere(keyFile);
+  if (slot == KeySlot::secretService) removeKeyFromService(store->id);
   store->database.foldLogSoon();
 }
 

@@ -54,7 +54,7 @@ _tarvex() {
         keychain) words="status check repair backup slot" ;;
         "keychain slot") words="add change remove" ;;
         "keychain slot change") words="passphrase" ;;
-        "keychain slot add" | "keychain slot remove") words="passphrase file" ;;
+        "keychain slot add" | "keychain slot remove") words="passphrase file secret-service" ;;
         "keychain slot add "* | "keychain slot change "*) words="--new-passphrase-file" ;;
         "keychain backup" | hash | "base64url to" | "base64url from") _tarvex_files -f "$word"; return ;;
         date) words="parse format" ;;

@@ -39,7 +39,7 @@ complete -c tarvex -n '__tarvex_at token' -a 'issue verify show'
 complete -c tarvex -n '__tarvex_at secret' -a 'set get remove list migrate'
 complete -c tarvex -n '__tarvex_at keychain' -a 'status check repair backup slot'
 complete -c tarvex -n '__tarvex_at keychain slot' -a 'add change remove'
-complete -c tarvex -n '__tarvex_at keychain slot add; or __tarvex_at keychain slot remove' -a 'passphrase file'
+complete -c tarvex -n '__tarvex_at keychain slot add; or __tarvex_at keychain slot remove' -a 'passphrase file secret-service'
 complete -c tarvex -n '__tarvex_at keychain slot change' -a passphrase
 complete -c tarvex -n '__fish_seen_subcommand_from add change' -l new-passphrase-file -rF -d 'File with the new passphrase'
 complete -c tarvex -n '__tarvex_at date' -a 'parse format'

@@ -1,0 +1,365 @@
+#include "TarvexCommon/Platform/Linux/SecretService.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <future>
+#include <limits>
+#include <mutex>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "TarvexCommon/Platform/ItemFailure.h"
+#include "TarvexCommon/Platform/Linux/LibSecret.h"
+#include "TarvexCommon/Platform/Store/Database.h"
+
+namespace tarvex {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr auto limitOfAnswers = 5s;
+constexpr auto limitOfPrompts = 120s;
+
+// It is loaded wherever there is a conversation.
+const LibSecret& libsecret() { return *LibSecret::loaded(); }
+
+struct Unref {
+  void operator()(void* object) const noexcept { libsecret().g_object_unref(object); }
+};
+template <typename Object>
+using Owned = std::unique_ptr<Object, Unref>;
+
+// Where there is no bus GLib would start one.
+bool hasBus() {
+  if (const char* address = secure_getenv("DBUS_SESSION_BUS_ADDRESS")) {
+    return std::string_view(address).find("unix:") != std::string_view::npos;
+  }
+  const char* folder = secure_getenv("XDG_RUNTIME_DIR");
+  struct stat found {};
+  return folder != nullptr && stat((std::string(folder) + "/bus").c_str(), &found) == 0 &&
+         S_ISSOCK(found.st_mode);
+}
+
+// Which fork of the process was the first to use the service.
+constexpr std::uint64_t noFork = std::numeric_limits<std::uint64_t>::max();
+std::atomic<std::uint64_t> forkOfFirstUse = noFork;
+
+// A thread that begins while one lives does not get the signals of the host, nor do those of GLib
+// that it starts.
+class NoSignals {
+ public:
+  NoSignals() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  NoSignals(const NoSignals&) = delete;
+  NoSignals& operator=(const NoSignals&) = delete;
+  ~NoSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_{};
+};
+
+std::future<void> startedWithoutSignals(const std::function<void()>& work) {
+  const NoSignals none;
+  try {
+    return std::async(std::launch::async, work);
+  } catch (const std::system_error&) {  // no thread can be had
+    throw ItemFailure{errSecAllocate};
+  }
+}
+
+OSStatus statusOfError(const GError& error) {
+  const bool isLocked =
+      error.domain == libsecret().secret_error_get_quark() && error.code == SECRET_ERROR_IS_LOCKED;
+  return isLocked ? errSecInteractionNotAllowed : errSecNotAvailable;
+}
+
+// The end of what is waited for now.
+class Limit {
+ public:
+  // Calls one of those functions that end with a means to cancel them and a place for an error.
+  template <typename Function, typename... Arguments>
+  auto callWithin(std::chrono::seconds length, const Function& function, Arguments... arguments) {
+    end_ = Clock::now() + length;
+    GError* error = nullptr;
+    const auto result = function(arguments..., cancellable_.get(), &error);
+    if (error == nullptr) return result;
+    const OSStatus status = statusOfError(*error);
+    libsecret().g_error_free(error);
+    throw ItemFailure{status};
+  }
+
+  template <typename Function, typename... Arguments>
+  auto call(const Function& function, Arguments... arguments) {
+    return callWithin(limitOfAnswers, function, arguments...);
+  }
+
+  // Waits for the end of `work`, and makes it fail when the limit is over.
+  void watch(std::future<void> work) const {
+    for (auto end = end_.load(); Clock::now() < end; end = end_) {
+      if (work.wait_until(end) == std::future_status::ready) return work.get();
+    }
+    libsecret().g_cancellable_cancel(cancellable_.get());
+    work.get();
+  }
+
+ private:
+  std::atomic<Clock::time_point> end_ = Clock::now() + limitOfAnswers;
+  Owned<GCancellable> cancellable_{libsecret().g_cancellable_new()};
+};
+
+// The main context of a thread, which is not run while there is a conversation: a connection to
+// the bus that is made here does not end the process when the bus goes, as it would by GLib's
+// default.
+class Context {
+ public:
+  Context() : context_(libsecret().g_main_context_new()) {
+    libsecret().g_main_context_push_thread_default(context_);
+  }
+  Context(const Context&) = delete;
+  Context& operator=(const Context&) = delete;
+  ~Context() {
+    libsecret().g_main_context_pop_thread_default(context_);
+    libsecret().g_main_context_unref(context_);
+  }
+
+  // Lets go of what is kept until it is run.
+  void clear(GDBusConnection* bus) const {
+    const gboolean exits = libsecret().g_dbus_connection_get_exit_on_close(bus);
+    libsecret().g_dbus_connection_set_exit_on_close(bus, FALSE);
+    while (libsecret().g_main_context_iteration(context_, FALSE) != 0) {
+    }
+    libsecret().g_dbus_connection_set_exit_on_close(bus, exits);
+  }
+
+ private:
+  GMainContext* context_;
+};
+
+// Attributes as GLib has them; it must not outlive them.
+class Table {
+ public:
+  explicit Table(const SecretAttributes& attributes)
+      : table_(libsecret().g_hash_table_new(libsecret().g_str_hash, libsecret().g_str_equal)) {
+    for (const auto& [name, text] : attributes) {
+      libsecret().g_hash_table_insert(table_, const_cast<char*>(name.c_str()),
+                                      const_cast<char*>(text.c_str()));
+    }
+  }
+  explicit Table(GHashTable* taken) : table_(taken) {}
+  Table(const Table&) = delete;
+  Table& operator=(const Table&) = delete;
+  ~Table() { libsecret().g_hash_table_unref(table_); }
+
+  GHashTable* get() const { return table_; }
+
+  SecretAttributes attributes() const {
+    SecretAttributes read;
+    GHashTableIter entries;
+    libsecret().g_hash_table_iter_init(&entries, table_);
+    for (void *name, *text; libsecret().g_hash_table_iter_next(&entries, &name, &text) != 0;) {
+      read.emplace(static_cast<const char*>(name), static_cast<const char*>(text));
+    }
+    return read;
+  }
+
+ private:
+  GHashTable* table_;
+};
+
+struct UnrefValue {
+  void operator()(SecretValue* value) const noexcept { libsecret().secret_value_unref(value); }
+};
+using Value = std::unique_ptr<SecretValue, UnrefValue>;
+
+Value valueOf(Bytes bytes) {
+  return Value(libsecret().secret_value_new(bytes.text().data(), static_cast<gssize>(bytes.size()),
+                                            "application/octet-stream"));
+}
+
+Wiped<Data> valueOf(SecretItem* item) {
+  const Value value(libsecret().secret_item_get_secret(item));
+  if (!value) return {};
+  std::size_t size = 0;
+  const char* text = libsecret().secret_value_get(value.get(), &size);
+  return Wiped(toData(std::string_view(text, size)));
+}
+
+std::string labelOf(SecretItem* item) {
+  char* label = libsecret().secret_item_get_label(item);
+  std::string copy = label == nullptr ? "" : label;
+  (libsecret().g_free)(label);  // a macro by now
+  return copy;
+}
+
+Secret secretOf(Owned<SecretItem> item) {
+  const Table table(libsecret().secret_item_get_attributes(item.get()));
+  Wiped<Data> value = valueOf(item.get());
+  return {.handle = std::move(item), .attributes = table.attributes(), .value = std::move(value)};
+}
+
+struct IsLocked {
+  bool operator()(const Owned<SecretItem>& item) const {
+    return libsecret().secret_item_get_locked(item.get()) != 0;
+  }
+  bool operator()(const Owned<SecretCollection>& collection) const {
+    return libsecret().secret_collection_get_locked(collection.get()) != 0;
+  }
+};
+
+SecretItem* itemOf(const Secret& secret) { return static_cast<SecretItem*>(secret.handle.get()); }
+
+}  // namespace
+
+struct SecretService::Connection {
+  Connection(Limit& itsLimit, Prompts itsPrompts) : limit(itsLimit), prompts(itsPrompts) {}
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+  ~Connection() {
+    service.reset();
+    context.clear(bus.get());
+  }
+
+  std::vector<Owned<SecretItem>> search(const SecretAttributes& attributes, Values values) const {
+    const auto flags =
+        values == Values::left ? SECRET_SEARCH_ALL : SECRET_SEARCH_ALL | SECRET_SEARCH_LOAD_SECRETS;
+    const Table table(attributes);
+    GList* found = limit.call(libsecret().secret_service_search_sync, service.get(), nullptr,
+                              table.get(), static_cast<SecretSearchFlags>(flags));
+    std::vector<Owned<SecretItem>> items;
+    for (const GList* each = found; each != nullptr; each = each->next) {
+      items.emplace_back(static_cast<SecretItem*>(each->data));
+    }
+    libsecret().g_list_free(found);
+    return items;
+  }
+
+  // Returns what `look` returns, unlocked objects, where need be after the user was asked.
+  template <typename Look>
+  auto unlocked(const Look& look) const {
+    auto objects = look();
+    if (std::ranges::none_of(objects, IsLocked())) return objects;
+    ensure(prompts == Prompts::allowed, errSecInteractionNotAllowed);
+    askToUnlock(objects);
+    objects = look();
+    ensure(std::ranges::none_of(objects, IsLocked()), errSecInteractionNotAllowed);
+    return objects;
+  }
+
+  template <typename Objects>
+  void askToUnlock(const Objects& objects) const {
+    GList* list = nullptr;
+    for (const auto& object : objects) list = libsecret().g_list_prepend(list, object.get());
+    const auto unlock = [](auto* by, GList* all, GCancellable* cancellable, GError** error) {
+      return libsecret().secret_service_unlock_sync(by, all, cancellable, nullptr, error);
+    };
+    const OSStatus status =
+        statusOf([&] { limit.callWithin(limitOfPrompts, unlock, service.get(), list); });
+    libsecret().g_list_free(list);
+    ensure(status == errSecSuccess, errSecInteractionNotAllowed);
+  }
+
+  // Returns the default collection, unlocked.
+  Owned<SecretCollection> collectionForItems() const {
+    auto found = unlocked([this] {
+      std::array collections{Owned<SecretCollection>(
+          limit.call(libsecret().secret_collection_for_alias_sync, service.get(),
+                     SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE))};
+      ensure(collections[0] != nullptr, errSecNotAvailable);
+      return collections;
+    });
+    return std::move(found[0]);
+  }
+
+  // One that was closed in the midst of a call is kept by GLib, and is of no use.
+  Owned<GDBusConnection> openBus() const {
+    Owned<GDBusConnection> opened(limit.call(libsecret().g_bus_get_sync, G_BUS_TYPE_SESSION));
+    ensure(libsecret().g_dbus_connection_is_closed(opened.get()) == 0, errSecNotAvailable);
+    return opened;
+  }
+
+  Limit& limit;
+  const Prompts prompts;
+  const Context context = {};
+  const Owned<GDBusConnection> bus = openBus();
+  Owned<::SecretService> service{limit.call(libsecret().secret_service_open_sync,
+                                            libsecret().secret_service_get_type(), nullptr,
+                                            SECRET_SERVICE_NONE)};
+};
+
+bool SecretService::isOutOfReach() {
+  const std::uint64_t first = forkOfFirstUse;
+  return first != noFork && first != forkNumber();
+}
+
+void SecretService::use(Prompts prompts, const std::function<void(SecretService&)>& work) {
+  ensure(!isOutOfReach() && hasBus() && LibSecret::loaded() != nullptr, errSecNotAvailable);
+  forkOfFirstUse = forkNumber();
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
+  Limit limit;
+  const auto converse = [&] {
+    SecretService service(std::make_unique<Connection>(limit, prompts));
+    work(service);
+  };
+  limit.watch(startedWithoutSignals(converse));
+}
+
+SecretService::SecretService(std::unique_ptr<Connection> connection)
+    : connection_(std::move(connection)) {}
+
+SecretService::~SecretService() = default;
+
+std::vector<Secret> SecretService::find(const SecretAttributes& attributes, Values values) {
+  auto items = connection_->unlocked([&] { return connection_->search(attributes, values); });
+  std::vector<Secret> found;
+  found.reserve(items.size());
+  for (Owned<SecretItem>& item : items) found.push_back(secretOf(std::move(item)));
+  return found;
+}
+
+void SecretService::ensureTakesItems() { connection_->collectionForItems(); }
+
+void SecretService::add(const std::string& label, const SecretAttributes& attributes, Bytes value) {
+  const auto collection = connection_->collectionForItems();
+  const Table table(attributes);
+  const Value secret = valueOf(value);
+  const Owned<SecretItem> made(
+      connection_->limit.call(libsecret().secret_item_create_sync, collection.get(), nullptr,
+                              table.get(), label.c_str(), secret.get(), SECRET_ITEM_CREATE_NONE));
+}
+
+void SecretService::change(const Secret& secret, const std::string& label,
+                           const SecretAttributes& attributes,
+                           const std::optional<Wiped<Data>>& value) {
+  const Table table(attributes);
+  SecretItem* item = itemOf(secret);
+  if (value) {
+    const Value made = valueOf(**value);
+    connection_->limit.call(libsecret().secret_item_set_secret_sync, item, made.get());
+  }
+  if (attributes != secret.attributes) {
+    connection_->limit.call(libsecret().secret_item_set_attributes_sync, item, nullptr,
+                            table.get());
+  }
+  if (label != labelOf(item)) {
+    connection_->limit.call(libsecret().secret_item_set_label_sync, item, label.c_str());
+  }
+}
+
+void SecretService::remove(const Secret& secret) {
+  connection_->limit.call(libsecret().secret_item_delete_sync, itemOf(secret));
+}
+
+}  // namespace tarvex

@@ -1,0 +1,88 @@
+#include "TarvexCommon/Platform/Store/SecretServiceKey.h"
+
+#include <algorithm>
+#include <atomic>
+#include <optional>
+
+#include "TarvexCommon/Base/Base64.h"
+#include "TarvexCommon/Platform/ItemFailure.h"
+
+namespace tarvex {
+namespace {
+
+using Values = SecretService::Values;
+
+constexpr char label[] = "Key of the Tarvex keychain";
+
+SecretAttributes attributesOf(Bytes storeID) {
+  return {{"xdg:schema", "com.tarvex.keychain"}, {"store", toBase64(storeID)}};
+}
+
+// A key that was read, for child processes. A list that only grows, and without a lock: a fork
+// may come at any moment.
+struct ReadKey {
+  Data storeID;
+  SealingKey key;
+  const ReadKey* before;
+};
+
+std::atomic<const ReadKey*> lastRead = nullptr;
+
+const ReadKey* lastReadOf(Bytes storeID) {
+  const ReadKey* read = lastRead;
+  while (read != nullptr && !std::ranges::equal(read->storeID, storeID)) read = read->before;
+  return read;
+}
+
+void remember(Bytes storeID, const SealingKey& key) {
+  const ReadKey* known = lastReadOf(storeID);
+  if (known != nullptr && std::ranges::equal(known->key.bytes(), key.bytes())) return;
+  auto* read = new ReadKey{toData(storeID), SealingKey(key.bytes()), lastRead};
+  while (!lastRead.compare_exchange_weak(read->before, read)) {
+  }
+}
+
+SealingKey keyReadByParent(Bytes storeID) {
+  const ReadKey* read = lastReadOf(storeID);
+  ensure(read != nullptr, errSecNotAvailable);
+  return SealingKey(read->key.bytes());
+}
+
+}  // namespace
+
+void ensureKeepsKeys(Prompts prompts) {
+  SecretService::use(prompts, [](SecretService& service) { service.ensureTakesItems(); });
+}
+
+void makeKeyInService(Bytes storeID) {
+  SecretService::use(Prompts::none, [storeID](SecretService& service) {
+    const SecretAttributes attributes = attributesOf(storeID);
+    if (!service.find(attributes, Values::left).empty()) return;
+    service.add(label, attributes, SealingKey::random().bytes());
+  });
+}
+
+SealingKey keyInService(Bytes storeID, Prompts prompts) {
+  if (SecretService::isOutOfReach()) return keyReadByParent(storeID);
+  std::optional<SealingKey> key;
+  SecretService::use(prompts, [&](SecretService& service) {
+    const auto found = service.find(attributesOf(storeID), Values::loaded);
+    ensure(!found.empty(), errSecNotAvailable);
+    ensure(found.front().value->size() == SealingKey::size, errSecAuthFailed);
+    key.emplace(*found.front().value);
+  });
+  remember(storeID, *key);
+  return std::move(*key);
+}
+
+void removeKeyFromService(Bytes storeID) {
+  (void)statusOf([storeID] {
+    SecretService::use(Prompts::none, [storeID](SecretService& service) {
+      for (const Secret& key : service.find(attributesOf(storeID), Values::left)) {
+        service.remove(key);
+      }
+    });
+  });
+}
+
+}  // namespace tarvex
