@@ -59,18 +59,23 @@ void measure(int rounds) {
   const auto set = [&](std::size_t i) { passwords.set(users[i % 10], i); };
   const auto setPeer = [&](std::size_t i) { keyring.set(users[i % 10], i); };
   for (std::size_t i = 0; i < 10; ++i) keyring.set(user(i), i);
+  // Once the logs of the stores have been folded they do not grow any more.
+  for (const ItemService& items : {few, many}) {
+    use(items);
+    for (std::size_t i = 0; i < 1100; ++i) set(i);
+  }
 
   Rounds withFew({{"get", [&](std::size_t i) { passwords.get(users[i % 10]); }, [&] { use(few); }},
                   {"libsecret.get", [&](std::size_t i) { keyring.get(users[i % 10]); }},
                   {"set", set},
                   {"libsecret.set", setPeer}});
-  withFew.run(std::max(5, rounds / 5), std::chrono::milliseconds(30));
+  withFew.run(std::max(5, rounds / 5), std::chrono::milliseconds(100));
   withFew.reportRatio("keychain.get/libsecret", "get", "libsecret.get");
   withFew.reportRatio("keychain.set/libsecret", "set", "libsecret.set");
 
   for (std::size_t i = 10; i < 1000; ++i) keyring.set(user(i), i);
   Rounds withMany({{"set", set, [&] { use(many); }}, {"libsecret.set", setPeer}});
-  withMany.run(std::max(5, rounds / 20), std::chrono::milliseconds(30));
+  withMany.run(std::max(5, rounds / 20), std::chrono::milliseconds(100));
   withMany.reportRatio("keychain.set.1000/libsecret.1000", "set", "libsecret.set");
 }
 
