@@ -55,8 +55,8 @@ constexpr Scalar toBytes(const Limbs& number) {
   return bytes;
 }
 
-constexpr Limbs prime = toLimbs(p256Prime);
-constexpr Limbs order = toLimbs(p256Order);
+constexpr Limbs primeLimbs = toLimbs(p256Prime);
+constexpr Limbs orderLimbs = toLimbs(p256Order);
 
 Limbs product(const Limbs& a, const Limbs& b, const Limbs& modulus) {
   std::array<mp_limb_t, 2 * limbCount> whole;
@@ -71,7 +71,7 @@ Limbs product(const Limbs& a, const Limbs& b, const Limbs& modulus) {
 // Returns w with w `number` = 1 or -1 modulo the order, for a number from 1 to n - 1. The sign
 // does not matter: the opposite of a point has the same x.
 Limbs inverse(Limbs number) {
-  Limbs modulus = order;
+  Limbs modulus = orderLimbs;
   Limbs divisor;
   std::array<mp_limb_t, limbCount + 1> factor;
   mp_size_t size = 0;  // negative when the factor is
@@ -95,11 +95,11 @@ Limbs toLimbs(const BIGNUM* number) {
 
 // Whether r Z^2 is X modulo p, for `r` or for r + n where that is below p.
 bool isX(const Limbs& x, const Limbs& z, Limbs r) {
-  const Limbs zSquared = product(z, z, prime);
-  if (product(r, zSquared, prime) == x) return true;
-  const mp_limb_t carry = mpn_add_n(r.data(), r.data(), order.data(), limbCount);
-  return carry == 0 && mpn_cmp(r.data(), prime.data(), limbCount) < 0 &&
-         product(r, zSquared, prime) == x;
+  const Limbs zSquared = product(z, z, primeLimbs);
+  if (product(r, zSquared, primeLimbs) == x) return true;
+  const mp_limb_t carry = mpn_add_n(r.data(), r.data(), orderLimbs.data(), limbCount);
+  return carry == 0 && mpn_cmp(r.data(), primeLimbs.data(), limbCount) < 0 &&
+         product(r, zSquared, primeLimbs) == x;
 }
 
 // Whether the x coordinate of the sum is r modulo the order. It is X / Z^2, of which the
@@ -120,8 +120,8 @@ bool isSignature(const SignatureNumbers& signature, const Scalar& digest, const 
                  const VerificationTable* table, VerificationWork& work) {
   const Limbs r = toLimbs(signature.r);
   const Limbs w = inverse(toLimbs(signature.s));
-  return assign(work.u1.get(), product(toLimbs(digest), w, order)) &&
-         assign(work.u2.get(), product(r, w, order)) &&
+  return assign(work.u1.get(), product(toLimbs(digest), w, orderLimbs)) &&
+         assign(work.u2.get(), product(r, w, orderLimbs)) &&
          (table != nullptr ? table->add(work) : addWithoutTable(publicKey, work)) &&
          sumHasX(r, work);
 }
