@@ -49,7 +49,8 @@ std::optional<SecKeyFailure> SecKeyVerifySignature(const SecKeyRef& publicKey,
 }
 
 std::optional<Data> SecKeyCopyExternalRepresentation(const SecKeyRef& key) {
-  return ask<std::optional<Data>>(&KeyService::copyExternalRepresentation, std::nullopt, key);
+  const auto& copy = services().keyService.copyExternalRepresentation;
+  return copy ? copy(key) : std::nullopt;
 }
 
 }  // namespace tarvex
