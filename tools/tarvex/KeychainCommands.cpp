@@ -87,7 +87,7 @@ bool repair(const Tool& tool) {
   const std::optional<JSONValue> count = *before.lostChanges;
   tool.print(JSONValue::object(
                  {{"repaired", true}, {"lost", *before.lostChanges == 0 ? std::nullopt : count}}),
-             lossOf(before) + "; the keychain is as it was before");
+             lossOf(before) + "; the keychain goes on with what is left");
   return true;
 }
 

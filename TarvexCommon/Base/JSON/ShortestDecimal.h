@@ -9,8 +9,8 @@ namespace tarvex::coding {
 constexpr std::size_t longestDecimal = 32;
 
 // Writes a finite double as `std::to_chars` does, with the fewest digits that read back as it,
-// and returns the end of the text. Takes less than half the time where the value has a fraction
-// and is not below 0.01.
+// and returns the end of the text. Takes little more than half the time where the value has a
+// fraction and lies between 0.01 and 2^53.
 char* writeShortestDecimal(char* to, double value);
 
 }  // namespace tarvex::coding
