@@ -109,6 +109,8 @@ TEST(Tool, SaysWhatIsWrongWithTheCommandLine) {
       {"key frobnicate", "no command frobnicate"},
       {"date format", "SECONDS is required"},
       {"date format --exact 3", "--exact"},
+      {"token issue --key one --sub= --scope=admin", "--sub= has no value"},
+      {"keychain backup ''", "it is empty"},
       {"date format 3x", "3x"},
       {"date format ''", "not a number"},
       {"key show --format \"$(printf '\\033[1m')\" one", "\\x1b[1m not in {pem"},

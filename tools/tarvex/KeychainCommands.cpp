@@ -164,7 +164,8 @@ void addKeychainCommands(Tool& tool) {
   tool.command(*group, "backup", "Write a consistent copy of it",
                [&tool, file] { return backup(tool, *file); })
       ->add_option("FILE", *file, "A file that is not there yet")
-      ->required();
+      ->required()
+      ->check(requireText);
 
   auto* slots = addGroup(*group, "slot", "Key slots: what opens the keychain");
   const auto options = std::make_shared<SlotOptions>();

@@ -4,6 +4,7 @@
 #include <exception>
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include "TarvexCommon/Base/JSON/CodingError.h"
 #include "TarvexCommon/JWT/JWTError.h"
@@ -37,6 +38,14 @@ void addGlobalOptions(tool::Tool& tool) {
 int end(ExitStatus status, const char* text) {
   std::fprintf(stderr, "tarvex: %s\n", tool::printable(text).c_str());
   return static_cast<int>(status);
+}
+
+// The parser would take the next argument for the value of "--option=".
+void requireValues(const std::vector<std::string>& arguments) {
+  for (const std::string& argument : arguments) {
+    const bool isEmpty = argument.starts_with("--") && argument.find('=') == argument.size() - 1;
+    if (isEmpty) throw CLI::ParseError(argument + " has no value", CLI::ExitCodes::InvalidError);
+  }
 }
 
 // Of a word that is no command the parser only says that one is missing.
@@ -83,6 +92,7 @@ int main(int argc, char** argv) {
   tool::addKeychainCommands(tool);
   tool::addTextCommands(tool);
   try {
+    requireValues({argv + 1, argv + argc});
     tool.app.parse(argc, argv);
   } catch (const CLI::Success& help) {
     tool.app.exit(help);

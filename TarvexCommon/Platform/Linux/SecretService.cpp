@@ -188,9 +188,11 @@ Value valueOf(Bytes bytes) {
                                             "application/octet-stream"));
 }
 
+// A search does not say why it could not load a value.
 Wiped<Data> valueOf(SecretItem* item) {
   const Value value(libsecret().secret_item_get_secret(item));
-  if (!value) return {};
+  const bool isLocked = libsecret().secret_item_get_locked(item) != 0;
+  ensure(value != nullptr, isLocked ? errSecInteractionNotAllowed : errSecNotAvailable);
   std::size_t size = 0;
   const char* text = libsecret().secret_value_get(value.get(), &size);
   return Wiped(toData(std::string_view(text, size)));
@@ -203,9 +205,10 @@ std::string labelOf(SecretItem* item) {
   return copy;
 }
 
-Secret secretOf(Owned<SecretItem> item) {
+Secret secretOf(Owned<SecretItem> item, SecretService::Values values) {
   const Table table(libsecret().secret_item_get_attributes(item.get()));
-  Wiped<Data> value = valueOf(item.get());
+  Wiped<Data> value;
+  if (values == SecretService::Values::loaded) value = valueOf(item.get());
   return {.handle = std::move(item), .attributes = table.attributes(), .value = std::move(value)};
 }
 
@@ -325,7 +328,7 @@ std::vector<Secret> SecretService::find(const SecretAttributes& attributes, Valu
   auto items = connection_->unlocked([&] { return connection_->search(attributes, values); });
   std::vector<Secret> found;
   found.reserve(items.size());
-  for (Owned<SecretItem>& item : items) found.push_back(secretOf(std::move(item)));
+  for (Owned<SecretItem>& item : items) found.push_back(secretOf(std::move(item), values));
   return found;
 }
 

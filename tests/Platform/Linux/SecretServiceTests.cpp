@@ -194,10 +194,10 @@ TEST_F(SecretServiceKey, IsTheFirstOneOfAStoreWhereItCanBeKept) {
       EXPECT_EQ(items.add(item("genp v_Data='v"), nullptr), row.answer);
     });
     EXPECT_EQ(slotsOf(KeychainStore({.folder = folder})), row.slots);
-    EXPECT_EQ(root.run("ls keychain | grep -v 'lock\\|count'"), row.slots.empty() ? ""
-                                                      : row.slots == "s"
-                                                          ? "keychain.db\n"
-                                                          : "keychain.db\nkeychain.key\n");
+    EXPECT_EQ(root.run("ls keychain | grep -v 'lock\\|count'"),
+              row.slots.empty()  ? ""
+              : row.slots == "s" ? "keychain.db\n"
+                                 : "keychain.db\nkeychain.key\n");
     if (!row.slots.empty()) expectRead("v");
     root.run("rm -r keychain");
   }
