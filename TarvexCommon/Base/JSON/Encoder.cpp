@@ -62,8 +62,8 @@ template <typename Half>
 Characters copyHalves(std::string_view from, char* to) {
   constexpr unsigned bits = 8 * sizeof(Half);
   constexpr std::uint64_t spaces = 0x2020202020202020;
-  const std::uint64_t first = copyPart<Half>(from, 0, to);
-  const std::uint64_t last = copyPart<Half>(from, from.size() - sizeof(Half), to);
+  const auto first = std::uint64_t{copyPart<Half>(from, 0, to)};
+  const auto last = std::uint64_t{copyPart<Half>(from, from.size() - sizeof(Half), to)};
   if constexpr (bits == 64) return std::bit_cast<Characters>(Words{first, last});
   const std::uint64_t both = first | last << bits % 64 | (bits < 32 ? spaces << 2 * bits % 64 : 0);
   return std::bit_cast<Characters>(Words{both, both});

@@ -69,6 +69,7 @@ bool update(EVP_CIPHER_CTX* cipher, Bytes from, std::uint8_t* to) {
 }  // namespace
 
 void wipe(Data& secret) noexcept {
+  // NOLINTNEXTLINE(clang-analyzer-cplusplus.Move): a vector that was moved away is empty
   OPENSSL_cleanse(secret.data(), secret.size());
   secret.clear();
 }
