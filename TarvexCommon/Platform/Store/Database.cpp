@@ -5,7 +5,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <cstdlib>
+#include <charconv>
 #include <set>
 
 #include "TarvexCommon/Platform/ItemFailure.h"
@@ -250,8 +250,9 @@ void Database::ensureReadRight() const {
 bool Database::isSound() const {
   const std::string found = text("PRAGMA integrity_check(1)");
   constexpr std::string_view mark = "error code=";
-  if (const auto at = found.find(mark); at != found.npos) {
-    const int code = std::atoi(found.c_str() + at + mark.size());
+  if (const auto at = found.find(mark); at != std::string::npos) {
+    int code = SQLITE_CORRUPT;
+    std::from_chars(found.data() + at + mark.size(), found.data() + found.size(), code);
     const OSStatus status = statusOfCode(code, database_.get());
     ensure(status == errSecInvalidKeychain, status);
   }
