@@ -27,31 +27,18 @@
 
 #include "TarvexCommon/Crypto/KeyFormats.h"
 #include "TarvexCommon/JWT/JWT.h"
-#include "TarvexCommon/Platform/Memory/MemoryItemService.h"
-#include "TarvexCommon/Platform/Services.h"
+#include "benchmarks/Support/Check.h"
 #include "benchmarks/Support/Rounds.h"
+#include "benchmarks/Support/Tokens.h"
 #include "tests/Support/TemporaryFolder.h"
 
 namespace {
 
+using bench::check;
+using bench::tokenCount;
 using tarvex::JWT;
 using tarvex::TemporaryFolder;
-using tarvex::Crypto::ECDSA;
 namespace KeyFormats = tarvex::Crypto::KeyFormats;
-
-constexpr std::size_t tokenCount = 256;
-
-void check(bool condition) {
-  if (!condition) std::abort();
-}
-
-JWT token(std::size_t number) {
-  return JWT(tarvex::JWTHeader({.type = "JWT", .algo = "ES256"}),
-             tarvex::JWTClaims({.sub = "user-" + std::to_string(number),
-                                .exp = tarvex::Date::fromTimeIntervalSince1970(1.9e9),
-                                .scopes = tarvex::JWTClaims::Scopes{"read", "write"},
-                                .privs = tarvex::JWTClaims::Privileges{{"docs", {"r", "w"}}}}));
-}
 
 template <typename T, auto release>
 struct Release {
@@ -181,21 +168,15 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "benchmark-jose ROUNDS SCRIPT: the script beside its npm packages\n");
     return 2;
   }
-  tarvex::installServices({.itemService = tarvex::memoryItemService()});
-  ECDSA::createKeyPair("benchmark");
-  const ECDSA pair("benchmark", tarvex::Crypto::Hash::sha256, tarvex::Crypto::Curve::p256,
-                   tarvex::kSecKeyAlgorithmECDSASignatureMessageX962SHA256);
+  const bench::Tokens made;
+  const auto& pair = made.pair;
+  const auto& tokens = made.tokens;
+  const auto& texts = made.texts;
   const auto privateBytes = tarvex::SecKeyCopyExternalRepresentation(pair.privateKey()).value();
   const auto publicBytes = tarvex::SecKeyCopyExternalRepresentation(pair.publicKey()).value();
 
-  std::vector<JWT> tokens;
-  std::vector<std::string> texts;
   std::string lines;
-  for (std::size_t i = 0; i < tokenCount; ++i) {
-    tokens.push_back(token(i));
-    texts.push_back(tokens.back().exportBase64url(pair));
-    lines += texts.back() + '\n';
-  }
+  for (const std::string& text : texts) lines += text + '\n';
   const std::string pem = KeyFormats::privateKeyToPEM(privateBytes);
   const TemporaryFolder folder;
   write(folder / "key.pem", pem);

@@ -30,9 +30,9 @@ using namespace bench;
 class Keyring {
  public:
   void set(const std::string& user, std::size_t version) const {
-    const std::string secret = "password number " + std::to_string(1000000 + version);
-    check(secret_password_store_sync(schema_, SECRET_COLLECTION_DEFAULT, "Password", secret.c_str(),
-                                     nullptr, nullptr, "user", user.c_str(), nullptr) != 0,
+    check(secret_password_store_sync(schema_, SECRET_COLLECTION_DEFAULT, "Password",
+                                     secret(version).c_str(), nullptr, nullptr, "user",
+                                     user.c_str(), nullptr) != 0,
           "not stored");
   }
 

@@ -37,29 +37,17 @@
 #include "TarvexCommon/Common/Encoding.h"
 #include "TarvexCommon/Crypto/Digest.h"
 #include "TarvexCommon/JWT/JWT.h"
-#include "TarvexCommon/Platform/Memory/MemoryItemService.h"
-#include "TarvexCommon/Platform/Services.h"
+#include "benchmarks/Support/Check.h"
 #include "benchmarks/Support/Rounds.h"
+#include "benchmarks/Support/Tokens.h"
 
 namespace {
 
+using bench::check;
+using bench::tokenCount;
 using tarvex::Data;
 using tarvex::JWT;
 using tarvex::Crypto::ECDSA;
-
-constexpr std::size_t tokenCount = 256;
-
-void check(bool condition) {
-  if (!condition) std::abort();
-}
-
-JWT token(std::size_t number) {
-  return JWT(tarvex::JWTHeader({.type = "JWT", .algo = "ES256"}),
-             tarvex::JWTClaims({.sub = "user-" + std::to_string(number),
-                                .exp = tarvex::Date::fromTimeIntervalSince1970(1.9e9),
-                                .scopes = tarvex::JWTClaims::Scopes{"read", "write"},
-                                .privs = tarvex::JWTClaims::Privileges{{"docs", {"r", "w"}}}}));
-}
 
 // The same key in libcrypto's own form.
 using PKey = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
@@ -196,24 +184,17 @@ void verify(const std::string& text, const ECDSA& key) {
 
 int main(int argc, char** argv) {
   const int rounds = argc > 1 ? std::atoi(argv[1]) : 101;
-  tarvex::installServices({.itemService = tarvex::memoryItemService()});
-
-  ECDSA::createKeyPair("benchmark");
-  const ECDSA pair("benchmark", tarvex::Crypto::Hash::sha256, tarvex::Crypto::Curve::p256,
-                   tarvex::kSecKeyAlgorithmECDSASignatureMessageX962SHA256);
+  const bench::Tokens made;
+  const auto& pair = made.pair;
+  const auto& tokens = made.tokens;
+  const auto& texts = made.texts;
   const PKey pkey = toPKey(pair);
   const Context verifier(EVP_PKEY_CTX_new(pkey.get(), nullptr), EVP_PKEY_CTX_free);
   const Context signer(EVP_PKEY_CTX_new(pkey.get(), nullptr), EVP_PKEY_CTX_free);
   check(EVP_PKEY_verify_init(verifier.get()) == 1 && EVP_PKEY_sign_init(signer.get()) == 1);
 
-  std::vector<JWT> tokens;
-  std::vector<std::string> texts;
   std::vector<Digested> digests;
-  for (std::size_t i = 0; i < tokenCount; ++i) {
-    tokens.push_back(token(i));
-    texts.push_back(tokens.back().exportBase64url(pair));
-    digests.push_back(digested(texts.back(), signer.get()));
-  }
+  for (const std::string& text : texts) digests.push_back(digested(text, signer.get()));
 
   const Data publicKey = tarvex::SecKeyCopyExternalRepresentation(pair.publicKey()).value();
   ColdKey coldKey(publicKey);

@@ -36,10 +36,12 @@
 #include "TarvexCommon/Base/JSON/JSONDecoder.h"
 #include "TarvexCommon/Base/JSON/JSONEncoder.h"
 #include "TarvexCommon/Common/JSONValue.h"
+#include "benchmarks/Support/Check.h"
 #include "benchmarks/Support/Rounds.h"
 
 namespace {
 
+using bench::check;
 using tarvex::Date;
 using tarvex::JSONDecoder;
 using tarvex::JSONEncoder;
@@ -48,10 +50,6 @@ using tarvex::JSONValue;
 constexpr std::size_t recordCount = 282;
 constexpr std::size_t dateCount = 256;
 constexpr auto perContender = std::chrono::milliseconds(15);
-
-void check(bool condition) {
-  if (!condition) std::abort();
-}
 
 // Every ninety days from 1970 on, at any time of the day.
 Date date(std::size_t number) {

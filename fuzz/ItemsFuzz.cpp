@@ -2,8 +2,6 @@
 // answer as the service in memory does: "+", "?" or "-" and a dictionary adds, finds or removes
 // items; "=", a dictionary, "/" and a dictionary changes them. The whole input is also read as
 // the coded attributes of an item.
-#include <unistd.h>
-
 #include "TarvexCommon/Base/FatalError.h"
 #include "TarvexCommon/Platform/Memory/FixedClock.h"
 #include "TarvexCommon/Platform/Memory/MemoryItemService.h"
@@ -69,7 +67,7 @@ struct Pair {
 };
 
 void checkOperations(Bytes input) {
-  static const TemporaryFolder folder(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp");
+  static const TemporaryFolder folder(placeInMemory());
   static const Pair pair(folder / "keychain");
   installServices(
       {.bundle = {.identifier = "app"}, .clock = fixedClock(Date::fromTimeIntervalSince1970(1e9))});

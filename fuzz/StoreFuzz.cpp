@@ -1,8 +1,6 @@
 // Changes to the files of a small store, five bytes each: which file, where, and what to write
 // there, or to cut the file off. No value that is read then is wrong, and nothing that was there
 // is said not to be.
-#include <unistd.h>
-
 #include <filesystem>
 #include <fstream>
 
@@ -60,7 +58,7 @@ class Files {
     stream.seekp(static_cast<std::streamoff>(at)).put(static_cast<char>(change[4]));
   }
 
-  TemporaryFolder folder_{access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp"};
+  TemporaryFolder folder_{placeInMemory()};
   ItemService open_;
 };
 

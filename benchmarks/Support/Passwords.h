@@ -46,12 +46,15 @@ inline ItemService open(const path& folder) {
       .itemService();
 }
 
+inline std::string secret(std::size_t version) {
+  return "password number " + std::to_string(1000000 + version);
+}
+
 // Passwords of the catalogue that are not synchronised yet.
 class Passwords {
  public:
   void set(const std::string& user, std::size_t version) const {
-    const std::string secret = "password number " + std::to_string(1000000 + version);
-    keychain_.setItem({.valueData = secret,
+    keychain_.setItem({.valueData = secret(version),
                        .user = user,
                        .label = label_,
                        .synced = std::nullopt,

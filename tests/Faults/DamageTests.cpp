@@ -21,8 +21,6 @@ const std::string refusals[] = {std::to_string(errSecDecode), std::to_string(err
                                 std::to_string(errSecAuthFailed),
                                 std::to_string(errSecNotAvailable)};
 
-std::string named(int number) { return "genp acct=" + std::to_string(number); }
-
 // From a few bytes to several pages.
 std::string valueOf(int number) {
   const std::size_t length = number % 10 == 9 ? 9000 : static_cast<std::size_t>(number) * 7;
@@ -39,7 +37,7 @@ class Damage : public StoreTest {
     }
     const WordStore open(folder);
     for (int i = items - 8; i < items; ++i) addTo(open, i);
-    root.run("cp -a keychain kept; rm kept/*-shm");
+    keep();
   }
 
   static void addTo(const WordStore& store, int number) {
@@ -80,8 +78,7 @@ class Damage : public StoreTest {
 
 TEST_F(Damage, OfOneBitOrTheEndNeverMisleads) {
   for (int round = 0; round < (isTorture() ? 1000 : 100) && !HasFailure(); ++round) {
-    fs::remove_all(folder);
-    fs::copy(root / "kept", folder);
+    renew();
     SCOPED_TRACE(damageSomething());
     {
       const WordStore store(folder);

@@ -16,8 +16,6 @@ namespace {
 namespace fs = std::filesystem;
 using testing::AnyOf;
 
-std::string named(int number) { return "genp acct=" + std::to_string(number); }
-
 bool put(const char* file, const std::string& text) {
   std::ofstream stream(file);
   return static_cast<bool>(stream << text << std::flush);

@@ -117,12 +117,7 @@ class FileErrors : public StoreTest {
     addCheapPassphrase(folder);
     const WordStore open(folder);
     EXPECT_EQ(open.add("genp acct=b v_Data='other"), errSecSuccess);
-    root.run("cp -a keychain kept; rm kept/*-shm");
-  }
-
-  void renew() const {
-    fs::remove_all(folder);
-    fs::copy(root / "kept", folder);
+    keep();
   }
 
   // Either all of it is there or nothing, and what was acknowledged is.

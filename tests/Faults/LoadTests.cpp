@@ -38,7 +38,7 @@ struct Migrated {
   std::optional<bool> isSynced() const { return true; }
 };
 
-std::string named(int number) {
+std::string passwordOf(int number) {
   return "genp svce=s" + std::to_string(number / usersOfService) +
          " acct=" + std::to_string(number) + ":load";
 }
@@ -56,7 +56,7 @@ class Load : public StoreTest {
   void fill() {
     const WordStore store(folder);
     for (int i = 0; i < items_; ++i) {
-      ASSERT_EQ(store.add(named(i) + " v_Data='v1"), errSecSuccess);
+      ASSERT_EQ(store.add(passwordOf(i) + " v_Data='v1"), errSecSuccess);
       entries_[i].acknowledged = entries_[i].attempted = 1;
     }
   }
@@ -65,7 +65,7 @@ class Load : public StoreTest {
   void takeOver(const WordStore& store, int number) const {
     Entry& entry = entries_[number];
     if (entry.acknowledged == entry.attempted) return;
-    const std::string found = store.read(named(number) + " sync=syna");
+    const std::string found = store.read(passwordOf(number) + " sync=syna");
     if (found == textOf(entry.attempted)) entry.acknowledged = entry.attempted.load();
     EXPECT_EQ(found, textOf(entry.acknowledged));
     entry.attempted = entry.acknowledged.load();
@@ -73,8 +73,8 @@ class Load : public StoreTest {
 
   OSStatus set(const WordStore& store, int number, int value) const {
     const std::string data = " v_Data='" + textOf(value);
-    const OSStatus status = store.update(named(number) + " sync=syna", data);
-    return status == errSecItemNotFound ? store.add(named(number) + data) : status;
+    const OSStatus status = store.update(passwordOf(number) + " sync=syna", data);
+    return status == errSecItemNotFound ? store.add(passwordOf(number) + data) : status;
   }
 
   void change(const WordStore& store, int number, int value) const {
@@ -82,7 +82,7 @@ class Load : public StoreTest {
     const bool isThere = entry.acknowledged != 0;
     entry.attempted = value;
     const OSStatus status =
-        value == 0 ? store.remove(named(number) + " sync=syna") : set(store, number, value);
+        value == 0 ? store.remove(passwordOf(number) + " sync=syna") : set(store, number, value);
     EXPECT_EQ(status, value == 0 && !isThere ? errSecItemNotFound : errSecSuccess);
     entry.acknowledged = value;
   }
@@ -95,7 +95,8 @@ class Load : public StoreTest {
     } else if (what < 11) {
       EXPECT_TRUE(KeychainPersistence::forceSyncMigration(Migrated{number / usersOfService}));
     } else {
-      EXPECT_EQ(store.read(named(number) + " sync=syna"), textOf(entries_[number].acknowledged));
+      EXPECT_EQ(store.read(passwordOf(number) + " sync=syna"),
+                textOf(entries_[number].acknowledged));
     }
   }
 
@@ -109,11 +110,11 @@ class Load : public StoreTest {
     for (int number = 0; number < items_; ++number) {
       if (isOwn(number)) takeOver(store, number);
     }
-    std::mt19937 random(static_cast<unsigned>(writer + writers * life));
+    Random random(static_cast<unsigned>(writer + writers * life));
     while (!journal_[0].isOver) {
-      const int number = static_cast<int>(random() % static_cast<unsigned>(items_));
+      const int number = static_cast<int>(random.below(static_cast<std::size_t>(items_)));
       if (!isOwn(number)) continue;
-      doSomething(store, number, random() % 20);
+      doSomething(store, number, random.below(20));
       ++journal_[0].operations;
       if (testing::Test::HasFailure()) journal_[0].hasFailed = true;
       if (journal_[0].hasFailed) return;
@@ -144,7 +145,7 @@ TEST_F(Load, LosesNothingThatWasAcknowledged) {
   for (int number = 0; number < items_ && !HasFailure(); ++number) {
     SCOPED_TRACE(number);
     takeOver(store, number);
-    EXPECT_EQ(store.read(named(number) + " sync=syna"), textOf(entries_[number].acknowledged));
+    EXPECT_EQ(store.read(passwordOf(number) + " sync=syna"), textOf(entries_[number].acknowledged));
   }
   EXPECT_EQ(store.store.check(), errSecSuccess);
   EXPECT_FALSE(journal_[0].hasFailed);

@@ -13,8 +13,6 @@ using testing::AnyOf;
 const std::string invalid = std::to_string(errSecInvalidKeychain);
 const std::string value = " v_Data='";
 
-std::string named(int number) { return "genp acct=" + std::to_string(number); }
-
 class Losses : public StoreTest {
  protected:
   // Leaves a folder "kept" as a power failure would: with the items 0 to 3 in the database, then
@@ -23,7 +21,7 @@ class Losses : public StoreTest {
     for (int i = 0; i < 4; ++i) EXPECT_EQ(WordStore(folder).add(named(i) + value + "v"), 0);
     const WordStore open(folder);
     for (int i = 4; i < 8; ++i) EXPECT_EQ(open.add(named(i) + value + "v"), 0);
-    root.run("cp -a keychain kept; rm kept/*-shm");
+    keep();
   }
 
   // How many of the items are there from the first one on; the others must not be found.
@@ -113,7 +111,7 @@ TEST_F(Losses, BeneathAnOpenStoreAreNoticedByIt) {
   for (const char* commands : {"truncate -s 0 *-wal", "truncate -s -1 *-wal", "put 100 *-wal"}) {
     for (const bool isFound : {true, false}) {
       SCOPED_TRACE(commands);
-      root.run("rm -rf keychain; cp -a kept keychain");
+      renew();
       const WordStore open(folder);
       EXPECT_EQ(open.read(named(7)), "v");
       root.run("cd keychain; " + put + commands +
@@ -128,7 +126,7 @@ TEST_F(Losses, BeneathAnOpenStoreAreNoticedByIt) {
 
 // Without its index being rebuilt: pages that are in memory are still right.
 TEST_F(Losses, OfAnOpenLogGiveAnErrorOrWhatWasThere) {
-  root.run("rm -rf keychain; cp -a kept keychain");
+  renew();
   const WordStore open(folder);
   EXPECT_EQ(open.read(named(0)), "v");
   for (const char* size : {"-1", "-17000", "0"}) {

@@ -83,8 +83,6 @@ struct Moment {
   std::optional<std::string> count;
 };
 
-std::string named(int number) { return "genp acct=" + std::to_string(number); }
-
 class PowerLoss : public StoreTest {
  protected:
   // Adds, changes and removes items, and opens the store anew now and then.

@@ -1,4 +1,4 @@
-// Chance that can be had again: TARVEX_TEST_SEED names it.
+// Chance that can be had again: TARVEX_TEST_SEED names it, and a number which stream of it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,7 +12,9 @@ namespace tarvex {
 
 class Random {
  public:
-  Random() : engine_(seed()) { testing::Test::RecordProperty("seed", std::to_string(seed())); }
+  explicit Random(unsigned stream = 0) : engine_(seed() + 65536 * stream) {
+    testing::Test::RecordProperty("seed", std::to_string(seed()));
+  }
 
   std::size_t below(std::size_t end) { return engine_() % end; }
 

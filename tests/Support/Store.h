@@ -67,6 +67,13 @@ struct WordStore {
 };
 
 struct StoreTest : testing::Test {
+  // A password's words, as `WordStore` takes them.
+  static std::string named(int number) { return "genp acct=" + std::to_string(number); }
+
+  // Keeps the files as they would be found after a power failure, and puts them back.
+  void keep() const { root.run("cp -a keychain kept; rm kept/*-shm"); }
+  void renew() const { root.run("rm -rf keychain; cp -a kept keychain"); }
+
   TemporaryFolder root;
   const std::string folder = root / "keychain";
 };

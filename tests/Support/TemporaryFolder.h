@@ -1,6 +1,8 @@
 // A folder for what a test or a benchmark writes.
 #pragma once
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -8,6 +10,9 @@
 #include <string>
 
 namespace tarvex {
+
+// Where files lie in memory, or, where that cannot be, for a short time.
+inline const char* placeInMemory() { return ::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp"; }
 
 // A new folder of this user's alone, removed with all that is in it.
 class TemporaryFolder {

@@ -7,12 +7,12 @@
 
 #include <algorithm>
 #include <map>
-#include <random>
 
 #include "TarvexCommon/Platform/Digest.h"
 #include "TarvexCommon/Platform/Linux/OpenSSLVerification.h"
 #include "tests/Support/ExampleKey.h"
 #include "tests/Support/LongTests.h"
+#include "tests/Support/Random.h"
 #include "tests/Support/Threads.h"
 #include "tests/Support/Vectors.h"
 
@@ -94,7 +94,7 @@ TEST(Verification, AgreesWithThatOfOpenSSL) {
   const Pair pair(EC_KEY_new_by_curve_name(NID_X9_62_prime256v1));
   ASSERT_EQ(EC_KEY_generate_key(pair.get()), 1);
   const Key key(P256Point(EC_POINT_dup(EC_KEY_get0_public_key(pair.get()), p256())));
-  std::mt19937 random;
+  Random random;
   Scalar digest{};
   for (int i = 0, count = isLong() ? 100000 : 2000; i < count; ++i) {
     digest = sha256(digest);
@@ -102,8 +102,9 @@ TEST(Verification, AgreesWithThatOfOpenSSL) {
     Scalar checked = digest;
     Scalar* const parts[] = {nullptr, &checked, &signature.r, &signature.s};
     Scalar* const damaged = parts[i % 4];
-    if (damaged != nullptr)
-      (*damaged)[random() % 32] ^= static_cast<std::uint8_t>(1 << random() % 8);
+    if (damaged != nullptr) {
+      (*damaged)[random.below(32)] ^= static_cast<std::uint8_t>(1 << random.below(8));
+    }
     const bool isGood = isSignatureByOpenSSL(signature, checked, pair.get());
     EXPECT_EQ(isGood, damaged == nullptr);
     for (const VerificationTable* table : {key.table.get(), {}}) {
