@@ -144,7 +144,7 @@ struct JWK {
 
 JWK readJWK(Bytes text) {
   try {
-    return JSONDecoder().decode<JWK>(text);
+    return JSONDecoder{.wipesWorkSpace = true}.decode<JWK>(text);
   } catch (const DecodingError&) {
     refuse(Case::malformed, "the JWK is not a JSON object");
   }

@@ -6,8 +6,7 @@
 //
 // The bytes of a key that an `ECDSA` holds come from `SecKeyCopyExternalRepresentation`.
 //
-// Copies of a private key that are made on the way are wiped, but for the JWK that the JSON
-// parser keeps until the thread's next text.
+// Copies of a private key that are made on the way are wiped.
 #pragma once
 
 #include <optional>

@@ -62,6 +62,12 @@ Data decoded(std::string_view segment) {
   return std::move(*bytes);
 }
 
+const JSONDecoder& segmentDecoder() {
+  using Dates = JSONDecoder::DateDecodingStrategy;
+  static const auto& decoder = *new JSONDecoder{.dateDecodingStrategy = Dates::secondsSince1970()};
+  return decoder;
+}
+
 }  // namespace
 
 JWT::JWT(JWTHeader tokenHeader, JWTClaims tokenClaims)
@@ -80,8 +86,7 @@ JWT JWT::fromBase64url(const Compact& token) {
   }
   Data headerJSON = decoded(segments->header);
   Data claimsJSON = decoded(segments->claims);
-  const JSONDecoder decoder{.dateDecodingStrategy =
-                                JSONDecoder::DateDecodingStrategy::secondsSince1970()};
+  const JSONDecoder& decoder = segmentDecoder();
   auto header = decoder.decode<JWTHeader>(std::move(headerJSON));
   return {std::move(header), decoder.decode<JWTClaims>(std::move(claimsJSON))};
 }

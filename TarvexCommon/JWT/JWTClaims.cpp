@@ -18,13 +18,11 @@ JWTClaims::JWTClaims(Members members)
       scopes(std::move(members.scopes).get()),
       privs(std::move(members.privs).get()) {}
 
-JWTClaims::JWTClaims(const Decoder& decoder) {
-  const auto members = decoder.container();
-  sub = members.decodeIfPresent<std::string>(subKey);
-  exp = members.decodeIfPresent<Date>(expKey);
-  scopes = members.decodeIfPresent<Scopes>(scopesKey);
-  privs = members.decodeIfPresent<Privileges>(privsKey);
-}
+JWTClaims::JWTClaims(const Decoder& decoder)
+    : sub(decoder.container().decodeIfPresent<std::string>(subKey)),
+      exp(decoder.container().decodeIfPresent<Date>(expKey)),
+      scopes(decoder.container().decodeIfPresent<Scopes>(scopesKey)),
+      privs(decoder.container().decodeIfPresent<Privileges>(privsKey)) {}
 
 void JWTClaims::encode(Encoder& encoder) const {
   auto members = encoder.container();

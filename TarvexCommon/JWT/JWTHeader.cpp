@@ -13,11 +13,9 @@ constexpr std::string_view algoKey = "alg";
 JWTHeader::JWTHeader(Members members)
     : type(std::move(members.type).get()), algo(std::move(members.algo).get()) {}
 
-JWTHeader::JWTHeader(const Decoder& decoder) {
-  const auto members = decoder.container();
-  type = members.decode<std::string>(typeKey);
-  algo = members.decode<std::string>(algoKey);
-}
+JWTHeader::JWTHeader(const Decoder& decoder)
+    : type(decoder.container().decode<std::string>(typeKey)),
+      algo(decoder.container().decode<std::string>(algoKey)) {}
 
 void JWTHeader::encode(Encoder& encoder) const {
   auto members = encoder.container();

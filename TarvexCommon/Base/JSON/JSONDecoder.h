@@ -26,6 +26,9 @@ struct TARVEX_EXPORT JSONDecoder {
 
   DateDecodingStrategy dateDecodingStrategy = DateDecodingStrategy::deferredToDate();
 
+  // For a text with secrets: whether the decoder overwrites its own copies of it after use.
+  bool wipesWorkSpace = false;
+
   // Throws `DecodingError`: `dataCorrupted` with an empty path for a text that is
   // not JSON, then what `T` throws while it reads itself.
   template <typename T>
@@ -42,11 +45,15 @@ struct TARVEX_EXPORT JSONDecoder {
  private:
   struct Release {
     TARVEX_EXPORT void operator()(coding::JSONDocument* document) const noexcept;
+
+    bool wipes;
   };
   using Parsed = std::unique_ptr<coding::JSONDocument, Release>;
 
-  static Parsed parse(Bytes json);
-  static Parsed parse(Data&& json);
+  Parsed parse(Bytes json) const;
+  Parsed parse(Data&& json) const;
+  template <typename Text>
+  Parsed parsed(Text&& json) const;
 
   template <typename T>
   T read(const coding::JSONDocument& document) const {

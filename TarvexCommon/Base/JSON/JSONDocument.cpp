@@ -2,13 +2,14 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstring>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "TarvexCommon/Base/JSON/CodingError.h"
 #include "TarvexCommon/Base/JSON/JSONDecoder.h"
-#include "TarvexCommon/Base/ThreadSpare.h"
 
 namespace tarvex::coding {
 namespace {
@@ -66,23 +67,34 @@ std::size_t nesting(std::string_view text) {
   return deepest;
 }
 
-// Returns whether an integer may be there that is zero with a sign.
-bool mayHaveNegativeZero(std::string_view text) {
+// Where minus signs stand that the parser does not read as they are meant.
+struct MinusSigns {
+  bool beforeZero = false;  // an integer that is zero with a sign may be there
+  bool inExponent = false;  // a number that is too small for a double may be there
+};
+
+bool isIntegerZero(std::string_view text, std::size_t minus) {
+  constexpr std::string_view begins = ":[, \t\n\r\xBF";  // the last ends a byte order mark
   constexpr std::string_view goesOn = ".eE0123456789";
-  constexpr std::string_view begins = ":[, \t\n\r";
-  for (auto at = text.find("-0"); at < text.size(); at = text.find("-0", at + 2)) {
-    const bool isFirst = at == 0 || begins.find(text[at - 1]) != std::string_view::npos;
-    const bool isLast =
-        at + 2 == text.size() || goesOn.find(text[at + 2]) == std::string_view::npos;
-    if (isFirst && isLast) return true;
+  const std::string_view rest = text.substr(minus + 1);
+  return rest.starts_with('0') && (minus == 0 || begins.find(text[minus - 1]) != begins.npos) &&
+         (rest.size() == 1 || goesOn.find(rest[1]) == goesOn.npos);
+}
+
+MinusSigns minusSigns(std::string_view text) {
+  MinusSigns signs;
+  for (auto at = text.find('-'); at != text.npos; at = text.find('-', at + 1)) {
+    if (at > 0 && (text[at - 1] | 0x20) == 'e') signs.inExponent = true;
+    else if (isIntegerZero(text, at)) signs.beforeZero = true;
   }
-  return false;
+  return signs;
 }
 
 // Gives every long integer an exponent, and zero with a sign: the parser then reads it as a
 // double where it would refuse it as too long for 64 bits, or lose the sign.
 Data withDoublesForIntegers(std::string_view text) {
   Data result;
+  result.reserve(2 * text.size() + JSONDecoder::spareCapacity);  // no copy is left behind
   const auto append = [&](std::string_view piece) {
     result.insert(result.end(), piece.begin(), piece.end());
   };
@@ -104,12 +116,8 @@ bool isUnderflow(std::string_view number) {
   return read.ec == std::errc::result_out_of_range || value == 0;
 }
 
-// Returns whether the text has a negative exponent or a long run of zeros, without
-// which no number is too small for a double. Reads far less than all of it.
-bool mayUnderflow(std::string_view text) {
-  for (auto at = text.find('-', 1); at < text.size(); at = text.find('-', at + 1)) {
-    if (text[at - 1] == 'e' || text[at - 1] == 'E') return true;
-  }
+// Returns whether there is a long run of zeros. Reads far less than all of the text.
+bool hasLongZeros(std::string_view text) {
   constexpr std::size_t stride = 128;  // a run of 300 zeros has two such steps inside
   for (std::size_t at = stride; at < text.size(); at += stride) {
     if (text[at] == '0' && text.find_first_not_of('0', at - stride) > at) return true;
@@ -118,7 +126,6 @@ bool mayUnderflow(std::string_view text) {
 }
 
 void refuseUnderflow(std::string_view text) {
-  if (!mayUnderflow(text)) return;
   const auto check = [](std::string_view number) {
     if (isUnderflow(number)) refuse();
   };
@@ -132,46 +139,51 @@ void refuseUnderflow(std::string_view text) {
   (void)isText;
 }
 
-// The thread's parser while nobody reads. A reading inside another makes its own.
-using IdleParser = ThreadSpare<std::unique_ptr<ParserWork>>;
-
-// A parser for longer texts than this is not kept, nor is one whose text holds more memory.
-constexpr std::size_t keptCapacity = 131072;
-
 }  // namespace
 
-ParserLease::ParserLease() : work_(IdleParser::take()) {
-  if (work_ == nullptr) work_ = std::make_unique<ParserWork>();
-}
-
-ParserLease::~ParserLease() {
-  const std::size_t capacity = std::max(work_->parser.capacity(), work_->text.capacity() / 2);
-  if (capacity <= keptCapacity) IdleParser::keep(std::move(work_));
-}
-
-JSONDocument::JSONDocument(Bytes text) : size_(text.size()) {
-  work_->text.reserve(size_ + JSONDecoder::spareCapacity);
-  work_->text.assign(text.begin(), text.end());
+void JSONDocument::read(Bytes text) {
+  size_ = text.size();
+  text_.clear();
+  text_.reserve(size_ + JSONDecoder::spareCapacity);
+  text_.assign(text.begin(), text.end());
   parse();
 }
 
-JSONDocument::JSONDocument(Data&& text) : size_(text.size()) {
-  work_->text = std::move(text);
+void JSONDocument::read(Data&& text) {
+  size_ = text.size();
+  text_ = std::move(text);
   parse();
+}
+
+std::size_t JSONDocument::capacity() const noexcept {
+  return std::max(parser_.capacity(), text_.capacity() / 2);
+}
+
+// A string takes five bytes in the parser's memory beside its own, and three in the text; the
+// parser has, and may use, a padding more.
+void JSONDocument::wipe() noexcept {
+  const std::size_t read = std::min(size_, parser_.doc.capacity());
+  if (read > 0) {
+    explicit_bzero(parser_.doc.string_buf.get(), 5 * read / 3 + simdjson::SIMDJSON_PADDING);
+  }
+  explicit_bzero(text_.data(), text_.size());
 }
 
 void JSONDocument::parse() {
+  const MinusSigns signs = minusSigns(text());
   auto error = parseDeep();
-  if (error == simdjson::NUMBER_ERROR ||
-      (error == simdjson::SUCCESS && mayHaveNegativeZero(text()))) {
-    work_->text = withDoublesForIntegers(text());
-    size_ = work_->text.size();
+  if (error == simdjson::NUMBER_ERROR || (error == simdjson::SUCCESS && signs.beforeZero)) {
+    Data changed = withDoublesForIntegers(text());
+    wipe();
+    text_ = std::move(changed);
+    size_ = text_.size();
     error = parseDeep();
   }
   if (error == simdjson::DEPTH_ERROR) refuse("Too many nested arrays or dictionaries.");
   if (error == simdjson::MEMALLOC) throw std::bad_alloc();
   if (error != simdjson::SUCCESS) refuse();
-  refuseUnderflow(text());
+  // Without either no number is too small for a double.
+  if (signs.inExponent || hasLongZeros(text())) refuseUnderflow(text());
 }
 
 // The parser does not count an innermost container that is empty, so that its
@@ -183,16 +195,15 @@ simdjson::error_code JSONDocument::parseDeep() {
 }
 
 simdjson::error_code JSONDocument::parse(std::size_t depth) {
-  work_->text.resize(size_ + JSONDecoder::spareCapacity);
-  auto& parser = work_->parser;
+  text_.resize(size_ + JSONDecoder::spareCapacity);
   std::string_view body = text();
   if (body.starts_with(byteOrderMark)) body.remove_prefix(byteOrderMark.size());
   if (body.empty()) return simdjson::EMPTY;
-  if (parser.capacity() < body.size() || parser.max_depth() != depth) {
-    if (const auto error = parser.allocate(std::bit_ceil(body.size()), depth)) return error;
+  if (parser_.capacity() < body.size() || parser_.max_depth() != depth) {
+    if (const auto error = parser_.allocate(std::bit_ceil(body.size()), depth)) return error;
   }
   simdjson::dom::element root;
-  const auto error = parser.parse(body.data(), body.size(), false).get(root);
+  const auto error = parser_.parse(body.data(), body.size(), false).get(root);
   if (error == simdjson::SUCCESS) root_ = nodeOf(root);
   return error;
 }

@@ -4,7 +4,8 @@
 #include <simdjson.h>
 
 #include <bit>
-#include <memory>
+#include <cstddef>
+#include <string_view>
 
 #include "TarvexCommon/Base/Data.h"
 #include "TarvexCommon/Base/JSON/JSONNode.h"
@@ -14,45 +15,33 @@ namespace tarvex::coding {
 // Containers within containers that a document may have.
 inline constexpr std::size_t maximumDepth = 512;
 
-// A parser, the document that it has parsed, and the text with room for its padding.
-struct ParserWork {
-  simdjson::dom::parser parser;
-  Data text;
-};
-
-// Making a parser costs more than reading a token, so each thread keeps one for its next text
-// unless that was a long one.
-class ParserLease {
- public:
-  ParserLease();
-  ~ParserLease();
-  ParserLease(const ParserLease&) = delete;
-  ParserLease& operator=(const ParserLease&) = delete;
-
-  ParserWork* operator->() const noexcept { return work_.get(); }
-
- private:
-  std::unique_ptr<ParserWork> work_;
-};
-
+// A text, its parser and what that makes of it. To make one takes longer than to read a token with
+// it, so that each thread keeps one for its next text.
 class JSONDocument {
  public:
-  // Parses a copy of `text`, or `text` in its own memory where that has room for the padding.
+  // Reads a copy of `text`, or `text` in its own memory where that has room for the padding.
   // Throws `DecodingError::dataCorrupted` for anything but one JSON value, and for a
   // number that a double cannot hold.
-  explicit JSONDocument(Bytes text);
-  explicit JSONDocument(Data&& text);
+  void read(Bytes text);
+  void read(Data&& text);
 
   JSONNode root() const noexcept { return root_; }
+
+  // How long a text may be without new memory.
+  std::size_t capacity() const noexcept;
+
+  // Overwrites what was read.
+  void wipe() noexcept;
 
  private:
   void parse();
   simdjson::error_code parseDeep();
   simdjson::error_code parse(std::size_t depth);
-  std::string_view text() const { return Bytes(std::span(work_->text).first(size_)).text(); }
+  std::string_view text() const { return Bytes(std::span(text_).first(size_)).text(); }
 
-  ParserLease work_;
-  std::size_t size_;  // of the text without padding
+  simdjson::dom::parser parser_;
+  Data text_;             // with room for the parser's padding
+  std::size_t size_ = 0;  // of the text without it
   JSONNode root_{};
 };
 

@@ -58,12 +58,22 @@ std::string_view JSONMembers::key() const noexcept { return memberAt(at_).key();
 
 JSONNode JSONMembers::value() const noexcept { return nodeOf(memberAt(at_).value()); }
 
+namespace {
+
+// Texts that begin with two different ASCII characters are not canonically equivalent, which says
+// so of most keys.
+bool beginApart(std::string_view first, std::string_view second) noexcept {
+  if (first.empty() || second.empty() || first[0] == second[0]) return false;
+  return ((static_cast<unsigned char>(first[0]) | static_cast<unsigned char>(second[0])) & 0x80) ==
+         0;
+}
+
+}  // namespace
+
 std::optional<JSONNode> findMember(JSONNode object, std::string_view key) {
-  const bool keyIsASCII = isASCII(key);
   for (const auto& [name, value] : objectOf(object)) {
-    if (name == key) return nodeOf(value);
-    if (keyIsASCII && isASCII(name)) continue;
-    if (canonicallyEqual(name, key)) return nodeOf(value);
+    if (beginApart(name, key)) continue;
+    if (name == key || canonicallyEqual(name, key)) return nodeOf(value);
   }
   return std::nullopt;
 }

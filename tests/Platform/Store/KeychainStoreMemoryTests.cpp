@@ -8,6 +8,7 @@
 #include <iterator>
 #include <sstream>
 
+#include "TarvexCommon/Crypto/KeyFormats.h"
 #include "TarvexCommon/Keychain/KeychainPersistence.h"
 #include "TarvexCommon/Platform/Sealing.h"
 #include "tests/Support/InstalledServices.h"
@@ -138,6 +139,24 @@ TEST_F(Memory, HoldsNoKeyFile) {
   const Hidden hidden{Bytes(key)};
   wipe(key);
   EXPECT_EQ(hidden.count(), 0U);
+}
+
+// It is no key of the point, or not even JSON, which is found when all of it has been read.
+TEST_F(Memory, HoldsNoScalarOfAJWK) {
+  const Hidden hidden = Hidden::random(42);
+  for (const char* end : {"}", R"(,"iat":-0})", R"(,"iat":tru})", R"(,"iat":"})"}) {
+    SCOPED_TRACE(end);
+    std::string text;
+    text.reserve(512);
+    text += R"({"kty":"EC","crv":"P-256","x":"f83OJ3D2xF1Bg8vub9tLe1gHMzV76e8Tus9uPHvRVEU",)"
+            R"("y":"x_FEzRu9m36HLN_tue659LNpXW6pCyStikYjKIWI5a0","d":")";
+    text += *hidden.shown();
+    text += R"(A")";
+    text += end;
+    EXPECT_THROW(Crypto::KeyFormats::keyFromJWK(text), KeyFormatError);
+    wipe(text);
+    EXPECT_EQ(hidden.count(), 0U);
+  }
 }
 
 TEST_F(Memory, HoldsNoPassphraseWhenTheStoreIsOpen) {
