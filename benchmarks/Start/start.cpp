@@ -2,6 +2,9 @@
 //
 //   library.load.ms         from the start of a program that links the library to its main,
 //                           less the same of a program that does not
+//   libcrypto.load.ms       the same of a program that links libcrypto alone
+//   libcrypto.first-cipher.ms  what that program's first use of a cipher takes, which is part of
+//                           keychain.cold-get.ms
 //   host.memory.kib         resident memory that is the program's own (not shared, RssAnon) after
 //                           its first token and its first secret, less that of the other program
 //   host.resident.kib       all resident memory (VmRSS), likewise; libraries are shared with
@@ -32,18 +35,20 @@ double kibibytes(const std::string& status, const std::string& name) {
 int main(int argc, char** argv) {
   const int rounds = argc > 1 ? std::atoi(argv[1]) : 101;
   const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-  const std::string host = folder / "benchmark-host", bare = folder / "benchmark-bare";
+  const std::string host = folder / "benchmark-host", bare = folder / "benchmark-bare",
+                    libcrypto = folder / "benchmark-libcrypto";
 
-  bench::Rounds measured({
-      {.name = "host",
-       .operation = {},
-       .elsewhere = [&](auto) { return bench::run({host}).toFirstByte; }},
-      {.name = "bare",
-       .operation = {},
-       .elsewhere = [&](auto) { return bench::run({bare}).toFirstByte; }},
-  });
-  measured.run(rounds, {});
+  bench::Rounds measured({});
+  for (int round = 0; round < rounds; ++round) {
+    measured.add("host", bench::run({host}).toFirstByte);
+    measured.add("libcrypto", bench::run({libcrypto}).toFirstByte);
+    measured.add("bare", bench::run({bare}).toFirstByte);
+    const std::string nanoseconds = bench::run({libcrypto, "cipher"}).printed;
+    measured.add("cipher", bench::Nanoseconds(std::stod(nanoseconds)));
+  }
   measured.reportDifference("library.load.ms", "host", "bare");
+  measured.reportDifference("libcrypto.load.ms", "libcrypto", "bare");
+  measured.reportMilliseconds("libcrypto.first-cipher.ms", "cipher");
 
   const tarvex::TemporaryFolder store;
   const std::string used = bench::run({host, store.path()}).printed;
