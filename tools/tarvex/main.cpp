@@ -1,5 +1,7 @@
 // The command-line tool. Every command is built on the public headers of the library.
 
+#include <sys/prctl.h>
+
 #include <cstdio>
 #include <exception>
 #include <iostream>
@@ -84,6 +86,7 @@ int run(const tool::Tool& tool) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  ::prctl(PR_SET_DUMPABLE, 0);  // secrets pass through: no core dump, no other process of the user
   tool::Tool tool;
   addGlobalOptions(tool);
   tool::addKeyCommands(tool);
