@@ -59,11 +59,14 @@ class Desktop {
   Desktop& operator=(const Desktop&) = delete;
   ~Desktop() { ::setenv("DBUS_SESSION_BUS_ADDRESS", "disabled:", 1); }
 
-  // Starts the keyring, unlocked, as logging in does.
-  void startKeyring() {
+  // Starts the keyring, unlocked, as logging in does. Who has that name on the bus is asked when it
+  // has to be unlocked again; otherwise nobody is.
+  void startKeyring(const std::string& prompter = "nobody.at.all") {
     run("printf password >password");
     keyring_.emplace(folder_.path(),
-                     "gnome-keyring-daemon --foreground --unlock --components=secrets <password");
+                     "env GNOME_KEYRING_TEST_PROMPTER=" + prompter +
+                         " gnome-keyring-daemon --foreground --unlock --components=secrets"
+                         " <password");
     run("gdbus wait --session --timeout 60 org.freedesktop.secrets");
   }
   void endKeyring() { keyring_.reset(); }

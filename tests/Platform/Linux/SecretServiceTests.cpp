@@ -3,6 +3,7 @@
 //
 // Where processes are forked, whatever uses libsecret does so in one of its own: GLib does not work
 // in the children of a process that has used it.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <libsecret/secret.h>
 
@@ -200,6 +201,63 @@ TEST_F(SecretServiceKey, IsTheFirstOneOfAStoreWhereItCanBeKept) {
                                  : "keychain.db\nkeychain.key\n");
     if (!row.slots.empty()) expectRead("v");
     root.run("rm -r keychain");
+  }
+}
+
+// A user who is asked for the keyring's password once: a process that takes the place of the
+// desktop's dialog, by a library that comes with the keyring.
+class SomebodyToAsk {
+ public:
+  // Without a password they close the dialog.
+  explicit SomebodyToAsk(const char* password) : process_([this, password] { serve(password); }) {
+    EXPECT_TRUE(until([this] { return isThere_[0].load(); }));
+  }
+
+  std::string name() const { return name_.get(); }
+
+ private:
+  void serve(const char* password) const {
+    void* library = ::dlopen("libgcr-base-3.so.1", RTLD_NOW);
+    const auto start =
+        reinterpret_cast<const char* (*)()>(::dlsym(library, "gcr_mock_prompter_start"));
+    const auto expect = reinterpret_cast<void (*)(const char*, ...)>(
+        ::dlsym(library, "gcr_mock_prompter_expect_password_ok"));
+    const auto cancel =
+        reinterpret_cast<void (*)()>(::dlsym(library, "gcr_mock_prompter_expect_password_cancel"));
+    std::string(start()).copy(name_.get(), nameSize - 1);
+    if (password == nullptr) cancel();
+    else expect(password, nullptr);
+    isThere_[0] = true;
+    while (true) ::pause();
+  }
+
+  static constexpr std::size_t nameSize = 64;
+
+  const std::shared_ptr<char[]> name_ = shared<char>(nameSize);
+  const std::shared_ptr<std::atomic<bool>[]> isThere_ = shared<std::atomic<bool>>();
+  const Process process_;
+};
+
+TEST_F(SecretServiceKey, IsUnlockedByTheUserWhereTheHostAllowsIt) {
+  makeStore(KeySlot::secretService);
+  struct Row {
+    bool mayPrompt;
+    const char* password;
+    OSStatus answer;
+  };
+  for (const Row& row :
+       {Row{true, nullptr, errSecInteractionNotAllowed}, Row{true, "password", errSecSuccess},
+        Row{false, "password", errSecInteractionNotAllowed}}) {
+    SCOPED_TRACE(row.mayPrompt);
+    SCOPED_TRACE(row.password != nullptr);
+    const SomebodyToAsk user(row.password);
+    desktop.endKeyring();
+    desktop.startKeyring(user.name());
+    desktop.lockKeyring();
+    inProcesses(1, [&](int) {
+      const KeychainStore store({.folder = folder, .mayPrompt = row.mayPrompt});
+      EXPECT_EQ(store.itemService().copyMatching(item("genp"), nullptr), row.answer);
+    });
   }
 }
 
