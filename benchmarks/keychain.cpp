@@ -21,8 +21,6 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
-#include <exception>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -32,6 +30,7 @@
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
 #include "benchmarks/Support/Passwords.h"
 #include "benchmarks/Support/Process.h"
+#include "benchmarks/Support/Program.h"
 #include "benchmarks/Support/Rounds.h"
 
 namespace {
@@ -42,18 +41,17 @@ using namespace bench;
 class Peer {
  public:
   explicit Peer(const path& file) {
-    check(sqlite3_open(file.c_str(), &database_) == SQLITE_OK, "no database");
+    check(sqlite3_open(file.c_str(), &database_) == SQLITE_OK);
     for (const char* statement : {"PRAGMA journal_mode = WAL", "PRAGMA synchronous = FULL",
                                   "CREATE TABLE item(name BLOB PRIMARY KEY, sealed BLOB)"}) {
-      check(sqlite3_exec(database_, statement, nullptr, nullptr, nullptr) == SQLITE_OK, statement);
+      check(sqlite3_exec(database_, statement, nullptr, nullptr, nullptr) == SQLITE_OK);
     }
     static constexpr std::array texts = {"BEGIN IMMEDIATE",
                                          "INSERT INTO item VALUES (?1, ?2) ON CONFLICT (name) "
                                          "DO UPDATE SET sealed = excluded.sealed",
                                          "COMMIT"};
     for (std::size_t i = 0; i < texts.size(); ++i) {
-      check(sqlite3_prepare_v2(database_, texts[i], -1, &transaction_[i], nullptr) == SQLITE_OK,
-            texts[i]);
+      check(sqlite3_prepare_v2(database_, texts[i], -1, &transaction_[i], nullptr) == SQLITE_OK);
     }
   }
   Peer(const Peer&) = delete;
@@ -68,7 +66,7 @@ class Peer {
     sqlite3_bind_blob64(row, 1, name.data(), name.size(), SQLITE_STATIC);
     sqlite3_bind_blob64(row, 2, sealed.data(), sealed.size(), SQLITE_STATIC);
     for (sqlite3_stmt* statement : transaction_) {
-      check(sqlite3_step(statement) == SQLITE_DONE, "not written");
+      check(sqlite3_step(statement) == SQLITE_DONE);
       sqlite3_reset(statement);
     }
   }
@@ -78,10 +76,10 @@ class Peer {
   std::array<sqlite3_stmt*, 3> transaction_{};
 };
 
-// What the new process does: prints the nanoseconds since its start.
+// What the new process does: prints the nanoseconds since the start of main.
 void readCold(const path& folder, Clock::time_point start) {
   use(open(folder));
-  check(!Passwords().get(user(0)).empty(), "no value");
+  check(!Passwords().get(user(0)).empty());
   std::printf("%.0f", Nanoseconds(Clock::now() - start).count());
 }
 
@@ -89,13 +87,13 @@ void readCold(const path& folder, Clock::time_point start) {
 Nanoseconds measureMigration(const ItemService& items, std::size_t count) {
   use(items);
   const auto start = Clock::now();
-  check(tarvex::KeychainPersistence::forceSyncMigration(KeychainItem::password), "not migrated");
+  check(tarvex::KeychainPersistence::forceSyncMigration(KeychainItem::password));
   const Nanoseconds time = Clock::now() - start;
   const tarvex::OSStatus status =
       tarvex::SecItemUpdate({{tarvex::kSecClass, tarvex::kSecClassGenericPassword},
                              {tarvex::kSecAttrSynchronizable, true}},
                             {{tarvex::kSecAttrSynchronizable, false}});
-  check(status == tarvex::errSecSuccess, "nothing was migrated");
+  check(status == tarvex::errSecSuccess);
   return time / static_cast<double>(count);
 }
 
@@ -127,7 +125,7 @@ void measureWriting(int rounds, const path& folder) {
   const auto upsert = [&](std::size_t i) {
     peer.upsert(users[i % 10], std::string(288, static_cast<char>(i)));
   };
-  for (std::size_t i = 0; i < 1100; ++i) {
+  for (std::size_t i = 0; i < writesToFold; ++i) {
     set(i);
     upsert(i);
   }
@@ -141,7 +139,7 @@ void measureStarting(int rounds, const path& folder) {
   const path cold = fill(folder / "cold", 10);
   bench::Rounds measured({});
   for (int round = 0; round < rounds; ++round) {
-    const bench::Run again = bench::run({"/proc/self/exe", "--cold", cold});
+    const bench::Run again = bench::run({"/proc/self/exe", "1", cold});
     measured.add("get", Nanoseconds(std::stod(again.printed)));
     measured.add("process", again.toEnd);
   }
@@ -173,14 +171,8 @@ void measure(int rounds) {
 
 int main(int argc, char** argv) {
   const auto start = Clock::now();
-  try {
-    if (argc == 3 && std::string_view(argv[1]) == "--cold") {
-      readCold(argv[2], start);
-    } else {
-      measure(argc > 1 ? std::atoi(argv[1]) : 101);
-    }
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "benchmark-keychain: %s\n", error.what());
-    return 1;
-  }
+  return bench::runProgram(argc, argv, [&](int rounds) {
+    if (argc > 2) readCold(argv[2], start);
+    else measure(rounds);
+  });
 }

@@ -13,13 +13,11 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <exception>
 #include <string>
 #include <vector>
 
 #include "benchmarks/Support/Passwords.h"
+#include "benchmarks/Support/Program.h"
 #include "benchmarks/Support/Rounds.h"
 #include "tests/Support/Desktop.h"
 
@@ -32,14 +30,13 @@ class Keyring {
   void set(const std::string& user, std::size_t version) const {
     check(secret_password_store_sync(schema_, SECRET_COLLECTION_DEFAULT, "Password",
                                      secret(version).c_str(), nullptr, nullptr, "user",
-                                     user.c_str(), nullptr) != 0,
-          "not stored");
+                                     user.c_str(), nullptr) != 0);
   }
 
   void get(const std::string& user) const {
     char* secret =
         secret_password_lookup_sync(schema_, nullptr, nullptr, "user", user.c_str(), nullptr);
-    check(secret != nullptr, "not found");
+    check(secret != nullptr);
     secret_password_free(secret);
   }
 
@@ -59,15 +56,14 @@ void measure(int rounds) {
   const auto set = [&](std::size_t i) { passwords.set(users[i % 10], i); };
   const auto setPeer = [&](std::size_t i) { keyring.set(users[i % 10], i); };
   for (std::size_t i = 0; i < 10; ++i) keyring.set(user(i), i);
-  // Once the logs of the stores have been folded they do not grow any more.
   for (const ItemService& items : {few, many}) {
     use(items);
-    for (std::size_t i = 0; i < 1100; ++i) set(i);
+    for (std::size_t i = 0; i < writesToFold; ++i) set(i);
   }
 
   Rounds withFew({{"get", [&](std::size_t i) { passwords.get(users[i % 10]); }, [&] { use(few); }},
                   {"libsecret.get", [&](std::size_t i) { keyring.get(users[i % 10]); }},
-                  {"set", set},
+                  {"set", set, [&] { use(few); }},
                   {"libsecret.set", setPeer}});
   withFew.run(std::max(5, rounds / 5), std::chrono::milliseconds(100));
   withFew.reportRatio("keychain.get/libsecret", "get", "libsecret.get");
@@ -81,11 +77,4 @@ void measure(int rounds) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  try {
-    measure(argc > 1 ? std::atoi(argv[1]) : 101);
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "benchmark-keyring: %s\n", error.what());
-    return 1;
-  }
-}
+int main(int argc, char** argv) { return bench::runProgram(argc, argv, measure); }

@@ -1,118 +1,158 @@
-// Tokens, against the signature functions alone and against another JOSE library.
+// Tokens and digests, against the functions of libcrypto alone that they are built on.
 //
 //   token.verify.hot/libcrypto   reading with verification against EVP_PKEY_verify of a
 //                                digest, its context reused; by a key that is used often,
 //                                ".cold" by one that is not
 //   verify.two-threads/one-thread  how many times more signatures two threads verify
 //                                than one in the same time, with one key; "machine."
-//                                is the same of loops that have nothing in common
+//                                is the same of libcrypto, each thread with a key of its own
 //   key.import.public.per-second   keys from 65 bytes
+//   key.table.ms                 the verification that makes a key's table
 //   token.export/libcrypto       export against EVP_PKEY_sign of a digest, likewise
-//   token.read.unverified/cjose  reading without verification against cjose's import
-//                                and the decoding of the claims' JSON by jansson, the
-//                                library that cjose itself is built on; with
-//                                ".import", without that decoding
 //   hash.1KiB/libcrypto          a digest against one by EVP_DigestUpdate, algorithm and
 //                                context reused
 //
 // A ratio above 1 says that ours is faster.
 
-#include <cjose/cjose.h>
-#include <jansson.h>
 #include <openssl/ec.h>
 #include <openssl/evp.h>
 #include <openssl/sha.h>
-#include <openssl/x509.h>
 
 #include <array>
 #include <atomic>
-#include <cstdlib>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
 
-#include "TarvexCommon/Base/Base64.h"
-#include "TarvexCommon/Common/Encoding.h"
 #include "TarvexCommon/Crypto/Digest.h"
 #include "TarvexCommon/JWT/JWT.h"
+#include "TarvexCommon/Platform/Linux/OpenSSLVerification.h"
 #include "benchmarks/Support/Check.h"
+#include "benchmarks/Support/Owned.h"
+#include "benchmarks/Support/Program.h"
 #include "benchmarks/Support/Rounds.h"
 #include "benchmarks/Support/Tokens.h"
 
 namespace {
 
 using bench::check;
+using bench::Owned;
 using bench::tokenCount;
 using tarvex::Data;
 using tarvex::JWT;
 using tarvex::Crypto::ECDSA;
 
-// The same key in libcrypto's own form.
-using PKey = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
-using Context = std::unique_ptr<EVP_PKEY_CTX, decltype(&EVP_PKEY_CTX_free)>;
-
-PKey toPKey(const ECDSA& pair) {
-  const Data bytes = tarvex::SecKeyCopyExternalRepresentation(pair.privateKey()).value();
-  EC_KEY* key = EC_KEY_new_by_curve_name(NID_X9_62_prime256v1);
-  check(EC_KEY_oct2key(key, bytes.data(), 65, nullptr) == 1);
-  check(EC_KEY_oct2priv(key, bytes.data() + 65, 32) == 1);
-  PKey result(EVP_PKEY_new(), EVP_PKEY_free);
-  check(EVP_PKEY_assign_EC_KEY(result.get(), key) == 1);
-  return result;
-}
-
-struct Digested {
-  std::array<unsigned char, 32> digest;
-  Data derSig;
-};
-
-Digested digested(const std::string& text, EVP_PKEY_CTX* signer) {
-  const std::string_view input = std::string_view(text).substr(0, text.rfind('.'));
-  Digested result;
-  SHA256(reinterpret_cast<const unsigned char*>(input.data()), input.size(), result.digest.data());
-  std::size_t size = 80;
-  result.derSig.resize(size);
-  check(EVP_PKEY_sign(signer, result.derSig.data(), &size, result.digest.data(), 32) == 1);
-  result.derSig.resize(size);
-  return result;
-}
-
-// Verifies one signature by a key of its own.
-class Verifier {
+// Signatures of the texts by libcrypto, with the same pair and a context of its own.
+class Libcrypto {
  public:
-  Verifier(const ECDSA& pair, const std::string& msg) : key_(toPKey(pair)) {
-    check(EVP_PKEY_sign_init(context_.get()) == 1);
-    signed_ = digested(msg + '.', context_.get());
-    check(EVP_PKEY_verify_init(context_.get()) == 1);
+  Libcrypto(const ECDSA& pair, const std::vector<std::string>& texts) {
+    setKey(tarvex::SecKeyCopyExternalRepresentation(pair.privateKey()).value());
+    signer_.reset(EVP_PKEY_CTX_new(key_.get(), nullptr));
+    verifier_.reset(EVP_PKEY_CTX_new(key_.get(), nullptr));
+    check(EVP_PKEY_sign_init(signer_.get()) == 1 && EVP_PKEY_verify_init(verifier_.get()) == 1);
+    for (const std::string& text : texts) {
+      Signed& made = signatures_.emplace_back();
+      const std::string_view input = std::string_view(text).substr(0, text.rfind('.'));
+      SHA256(tarvex::Bytes(input).data(), input.size(), made.digest.data());
+      sign(made);
+    }
   }
 
-  void verify() const {
-    check(EVP_PKEY_verify(context_.get(), signed_.derSig.data(), signed_.derSig.size(),
-                          signed_.digest.data(), 32) == 1);
+  void sign(std::size_t i) const {
+    Signed made = {.digest = at(i).digest};
+    sign(made);
+  }
+
+  void verify(std::size_t i) const {
+    const Signed& one = at(i);
+    check(EVP_PKEY_verify(verifier_.get(), one.signature.data(), one.size, one.digest.data(), 32) ==
+          1);
   }
 
  private:
-  PKey key_;
-  Context context_{EVP_PKEY_CTX_new(key_.get(), nullptr), EVP_PKEY_CTX_free};
-  Digested signed_;
+  struct Signed {
+    std::array<unsigned char, 32> digest = {};
+    std::array<unsigned char, 80> signature = {};
+    std::size_t size = signature.size();
+  };
+
+  void setKey(const Data& bytes) {
+    Owned<EC_KEY, EC_KEY_free> key(EC_KEY_new_by_curve_name(NID_X9_62_prime256v1));
+    check(EC_KEY_oct2key(key.get(), bytes.data(), 65, nullptr) == 1);
+    check(EC_KEY_oct2priv(key.get(), bytes.data() + 65, 32) == 1);
+    check(EVP_PKEY_assign_EC_KEY(key_.get(), key.release()) == 1);
+  }
+
+  void sign(Signed& made) const {
+    check(EVP_PKEY_sign(signer_.get(), made.signature.data(), &made.size, made.digest.data(), 32) ==
+          1);
+  }
+
+  const Signed& at(std::size_t i) const { return signatures_[i % signatures_.size()]; }
+
+  Owned<EVP_PKEY, EVP_PKEY_free> key_{EVP_PKEY_new()};
+  Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free> signer_, verifier_;
+  std::vector<Signed> signatures_;
 };
 
-// Returns the number of bytes in the payload.
-std::size_t importWithCjose(const std::string& text, bool decodeClaims) {
-  cjose_err error;
-  cjose_jws_t* jws = cjose_jws_import(text.data(), text.size(), &error);
-  uint8_t* plain = nullptr;
-  std::size_t size = 0;
-  check(cjose_jws_get_plaintext(jws, &plain, &size, &error));
-  if (decodeClaims) {
-    json_t* claims = json_loadb(reinterpret_cast<const char*>(plain), size, 0, nullptr);
-    check(json_is_integer(json_object_get(claims, "exp")));
-    json_decref(claims);
+void verify(const std::string& text, const ECDSA& key) {
+  (void)JWT::fromBase64url({.base64url = text, .ec = &key, .verifySignature = true});
+}
+
+// A key that is made anew before it has verified often.
+class ColdKey {
+ public:
+  explicit ColdKey(Data bytes) : bytes_(std::move(bytes)), key_({.pubKey = bytes_}) {}
+
+  const ECDSA& next() {
+    if (++uses_ % 256 == 0) key_ = ECDSA({.pubKey = bytes_});
+    return key_;
   }
-  cjose_jws_release(jws);
-  return size;
+
+ private:
+  Data bytes_;
+  ECDSA key_;
+  unsigned uses_ = 0;
+};
+
+Data publicKeyOf(const ECDSA& pair) {
+  return tarvex::SecKeyCopyExternalRepresentation(pair.publicKey()).value();
+}
+
+void measureTokens(int rounds, const bench::Tokens& made) {
+  const ECDSA& pair = made.pair;
+  const Data publicKey = publicKeyOf(pair);
+  const Libcrypto libcrypto(pair, made.texts);
+  ColdKey coldKey(publicKey);
+  bench::Rounds measured({
+      {"verify.hot", [&](std::size_t i) { verify(made.texts[i % tokenCount], pair); }},
+      {"verify.cold", [&](std::size_t i) { verify(made.texts[i % tokenCount], coldKey.next()); }},
+      {"import", [&](std::size_t) { (void)ECDSA({.pubKey = publicKey}); }},
+      {"EVP_PKEY_verify", [&](std::size_t i) { libcrypto.verify(i); }},
+      {"export", [&](std::size_t i) { (void)made.tokens[i % tokenCount].exportBase64url(pair); }},
+      {"EVP_PKEY_sign", [&](std::size_t i) { libcrypto.sign(i); }},
+  });
+  measured.run(rounds, std::chrono::milliseconds(15));
+  measured.reportRatio("token.verify.hot/libcrypto", "verify.hot", "EVP_PKEY_verify");
+  measured.reportRatio("token.verify.cold/libcrypto", "verify.cold", "EVP_PKEY_verify");
+  measured.reportRatio("token.export/libcrypto", "export", "EVP_PKEY_sign");
+  measured.reportRate("key.import.public.per-second", "import");
+  for (const char* name :
+       {"verify.hot", "verify.cold", "EVP_PKEY_verify", "export", "EVP_PKEY_sign"}) {
+    measured.reportTime(name, name);
+  }
+}
+
+void measureTable(int rounds, const bench::Tokens& made) {
+  bench::Rounds measured({});
+  for (int round = 0; round < std::max(5, rounds / 30); ++round) {
+    const ECDSA key({.pubKey = publicKeyOf(made.pair)});
+    const auto use = [&] { verify(made.texts[0], key); };
+    for (unsigned i = 1; i < tarvex::VerificationKey::usesWithoutTable; ++i) use();
+    measured.add("table", bench::timeOf(use));
+  }
+  measured.reportMilliseconds("key.table.ms", "table");
 }
 
 // How long `count` threads take together for one operation; each makes its own by `make`.
@@ -135,30 +175,24 @@ bench::Nanoseconds timePerOperation(int count, const Make& make) {
   return bench::Nanoseconds(bench::Clock::now() - start) / static_cast<double>(done);
 }
 
-// What two threads gain with keys of their own, by libcrypto alone, says what the machine can give.
-void measureThreads(int rounds, const ECDSA& key) {
-  const std::string msg(200, 'm');
-  const Data signature = key.createSignature(msg);
-  const auto verify = [&] {
-    return [&] { key.verifySignature({.msg = msg, .signature = signature}); };
-  };
-  const auto verifyApart = [&] { return [own = Verifier(key, msg)] { own.verify(); }; };
+void measureThreads(int rounds, const bench::Tokens& made) {
+  const std::string& text = made.texts[0];
+  const auto ours = [&] { return [&] { verify(text, made.pair); }; };
+  const auto apart = [&] { return [own = Libcrypto(made.pair, {text})] { own.verify(0); }; };
   bench::Rounds measured({});
   for (int round = 0; round < rounds; ++round) {
-    measured.add("one", timePerOperation(1, verify));
-    measured.add("two", timePerOperation(2, verify));
-    measured.add("one.apart", timePerOperation(1, verifyApart));
-    measured.add("two.apart", timePerOperation(2, verifyApart));
+    measured.add("one", timePerOperation(1, ours));
+    measured.add("two", timePerOperation(2, ours));
+    measured.add("one.apart", timePerOperation(1, apart));
+    measured.add("two.apart", timePerOperation(2, apart));
   }
   measured.reportRatio("verify.two-threads/one-thread", "two", "one");
   measured.reportRatio("machine.two-threads/one-thread", "two.apart", "one.apart");
 }
 
 void measureHash(int rounds, const char* figure, std::size_t size) {
-  const std::unique_ptr<EVP_MD, decltype(&EVP_MD_free)> sha256(
-      EVP_MD_fetch(nullptr, "SHA256", nullptr), EVP_MD_free);
-  const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
-                                                                        EVP_MD_CTX_free);
+  const Owned<EVP_MD, EVP_MD_free> sha256(EVP_MD_fetch(nullptr, "SHA256", nullptr));
+  const Owned<EVP_MD_CTX, EVP_MD_CTX_free> context(EVP_MD_CTX_new());
   const Data data(size, 'd');
   const tarvex::Crypto::Digest ours(tarvex::Crypto::Hash::sha256);
   bench::Rounds measured({
@@ -175,86 +209,17 @@ void measureHash(int rounds, const char* figure, std::size_t size) {
   measured.reportRatio(figure, "ours", "libcrypto");
 }
 
-// A key that is made anew before it has verified often.
-class ColdKey {
- public:
-  explicit ColdKey(Data bytes) : bytes_(std::move(bytes)), key_({.pubKey = bytes_}) {}
-
-  const ECDSA& next() {
-    if (++uses_ % 256 == 0) key_ = ECDSA({.pubKey = bytes_});
-    return key_;
-  }
-
- private:
-  Data bytes_;
-  ECDSA key_;
-  unsigned uses_ = 0;
-};
-
-void verify(const std::string& text, const ECDSA& key) {
-  (void)JWT::fromBase64url({.base64url = text, .ec = &key, .verifySignature = true});
-}
-
-}  // namespace
-
-int main(int argc, char** argv) {
-  const int rounds = argc > 1 ? std::atoi(argv[1]) : 101;
+void measure(int rounds) {
   const bench::Tokens made;
-  const auto& pair = made.pair;
-  const auto& tokens = made.tokens;
-  const auto& texts = made.texts;
-  const PKey pkey = toPKey(pair);
-  const Context verifier(EVP_PKEY_CTX_new(pkey.get(), nullptr), EVP_PKEY_CTX_free);
-  const Context signer(EVP_PKEY_CTX_new(pkey.get(), nullptr), EVP_PKEY_CTX_free);
-  check(EVP_PKEY_verify_init(verifier.get()) == 1 && EVP_PKEY_sign_init(signer.get()) == 1);
-
-  std::vector<Digested> digests;
-  for (const std::string& text : texts) digests.push_back(digested(text, signer.get()));
-
-  const Data publicKey = tarvex::SecKeyCopyExternalRepresentation(pair.publicKey()).value();
-  ColdKey coldKey(publicKey);
-  for (int use = 0; use < 1000; ++use) verify(texts[0], pair);  // now it is hot
-  measureThreads(rounds, pair);
-
-  bench::Rounds measured({
-      {"verify.hot", [&](std::size_t i) { verify(texts[i % tokenCount], pair); }},
-      {"verify.cold", [&](std::size_t i) { verify(texts[i % tokenCount], coldKey.next()); }},
-      {"import", [&](std::size_t) { (void)ECDSA({.pubKey = publicKey}); }},
-      {"EVP_PKEY_verify",
-       [&](std::size_t i) {
-         const Digested& one = digests[i % tokenCount];
-         check(EVP_PKEY_verify(verifier.get(), one.derSig.data(), one.derSig.size(),
-                               one.digest.data(), 32) == 1);
-       }},
-      {"export", [&](std::size_t i) { (void)tokens[i % tokenCount].exportBase64url(pair); }},
-      {"EVP_PKEY_sign",
-       [&](std::size_t i) {
-         std::array<unsigned char, 80> signature;
-         std::size_t size = signature.size();
-         check(EVP_PKEY_sign(signer.get(), signature.data(), &size,
-                             digests[i % tokenCount].digest.data(), 32) == 1);
-       }},
-      {"read",
-       [&](std::size_t i) {
-         (void)JWT::fromBase64url(
-             {.base64url = texts[i % tokenCount], .ec = nullptr, .verifySignature = false});
-       }},
-      {"cjose", [&](std::size_t i) { importWithCjose(texts[i % tokenCount], true); }},
-      {"cjose.import", [&](std::size_t i) { importWithCjose(texts[i % tokenCount], false); }},
-  });
-  measured.run(rounds, std::chrono::milliseconds(15));
-
-  measured.reportRatio("token.verify.hot/libcrypto", "verify.hot", "EVP_PKEY_verify");
-  measured.reportRatio("token.verify.cold/libcrypto", "verify.cold", "EVP_PKEY_verify");
-  measured.reportRatio("token.export/libcrypto", "export", "EVP_PKEY_sign");
-  measured.reportRatio("token.read.unverified/cjose", "read", "cjose");
-  measured.reportRatio("token.read.unverified/cjose.import", "read", "cjose.import");
-  measured.reportRate("key.import.public.per-second", "import");
-  for (const char* name : {"verify.hot", "verify.cold", "EVP_PKEY_verify", "export",
-                           "EVP_PKEY_sign", "read", "cjose"}) {
-    measured.reportTime(name, name);
-  }
+  for (int use = 0; use < 1000; ++use) verify(made.texts[0], made.pair);  // now it is hot
+  measureThreads(rounds, made);
+  measureTokens(rounds, made);
+  measureTable(rounds, made);
   measureHash(rounds, "hash.64B/libcrypto", 64);
   measureHash(rounds, "hash.1KiB/libcrypto", 1024);
   measureHash(rounds, "hash.1MiB/libcrypto", 1048576);
 }
+
+}  // namespace
+
+int main(int argc, char** argv) { return bench::runProgram(argc, argv, measure); }

@@ -37,6 +37,7 @@
 #include "TarvexCommon/Base/JSON/JSONEncoder.h"
 #include "TarvexCommon/Common/JSONValue.h"
 #include "benchmarks/Support/Check.h"
+#include "benchmarks/Support/Program.h"
 #include "benchmarks/Support/Rounds.h"
 
 namespace {
@@ -200,10 +201,11 @@ void measureDates(int rounds) {
   measured.reportTime("date.format", "format");
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  const int rounds = argc > 1 ? std::atoi(argv[1]) : 101;
+void measure(int rounds) {
   measureJSON(rounds);
   measureDates(rounds);
 }
+
+}  // namespace
+
+int main(int argc, char** argv) { return bench::runProgram(argc, argv, measure); }

@@ -1,4 +1,4 @@
-// The npm packages' side of benchmark-jose.
+// The npm packages' side of benchmark-token-peers.
 //
 //   node tokens.mjs KEY TOKENS   the private key as PEM, a token a line
 //

@@ -12,9 +12,10 @@ namespace {
 using namespace tarvex;
 
 void use(const std::string& folder) {
-  installServices({.bundle = {.identifier = "com.example.benchmark",
-                              .infoDictionary = {{"TeamIDPrefix", "ABCDE12345."}}},
-                   .itemService = KeychainStore({.folder = folder}).itemService()});
+  installServices(
+      {.bundle = {.identifier = "com.example.benchmark",
+                  .infoDictionary = {{"TeamIDPrefix", "ABCDE12345."}}},
+       .itemService = KeychainStore({.folder = folder, .firstSlot = KeySlot::file}).itemService()});
   Crypto::ECDSA::createKeyPair("benchmark");
   const Crypto::ECDSA pair("benchmark", Crypto::Hash::sha256, Crypto::Curve::p256,
                            kSecKeyAlgorithmECDSASignatureMessageX962SHA256);

@@ -10,7 +10,7 @@
 //   host.resident.kib       all resident memory (VmRSS), likewise; libraries are shared with
 //                           other processes
 //
-// Run as it is it starts benchmark-host and benchmark-bare, which lie beside it.
+// Starts benchmark-host, benchmark-libcrypto and benchmark-bare, which lie beside it.
 
 #include <cstdio>
 #include <cstdlib>
@@ -18,6 +18,7 @@
 #include <string>
 
 #include "benchmarks/Support/Process.h"
+#include "benchmarks/Support/Program.h"
 #include "benchmarks/Support/Rounds.h"
 #include "tests/Support/TemporaryFolder.h"
 
@@ -30,10 +31,7 @@ double kibibytes(const std::string& status, const std::string& name) {
   return std::atof(status.c_str() + line + name.size() + 1);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  const int rounds = argc > 1 ? std::atoi(argv[1]) : 101;
+void measure(int rounds) {
   const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
   const std::string host = folder / "benchmark-host", bare = folder / "benchmark-bare",
                     libcrypto = folder / "benchmark-libcrypto";
@@ -58,3 +56,7 @@ int main(int argc, char** argv) {
     bench::report(figure, kibibytes(used, line) - kibibytes(unused, line), "KiB");
   }
 }
+
+}  // namespace
+
+int main(int argc, char** argv) { return bench::runProgram(argc, argv, measure); }

@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <optional>
 #include <random>
-#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -19,6 +18,7 @@
 #include "TarvexCommon/Platform/Memory/RecordingLog.h"
 #include "TarvexCommon/Platform/Services.h"
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
+#include "benchmarks/Support/Check.h"
 #include "tests/Support/TemporaryFolder.h"
 
 namespace bench {
@@ -28,10 +28,6 @@ using tarvex::ItemService;
 using tarvex::Keychain;
 using tarvex::KeychainItem;
 using tarvex::TemporaryFolder;
-
-inline void check(bool condition, const char* what) {
-  if (!condition) throw std::runtime_error(what);
-}
 
 // Puts the items in use, and lets go of those that were.
 inline void use(const ItemService& items) {
@@ -74,6 +70,9 @@ class Passwords {
 inline std::string user(std::size_t number) {
   return "user-" + std::to_string(1000000 + number) + "@example.com";
 }
+
+// So many writes fold the log of a store, which does not grow any more from then on.
+constexpr std::size_t writesToFold = 1100;
 
 // The first `count` users, shuffled the same way in every run.
 inline std::vector<std::string> shuffledUsers(std::size_t count) {

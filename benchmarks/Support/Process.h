@@ -7,21 +7,21 @@
 #include <unistd.h>
 
 #include <array>
-#include <chrono>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "benchmarks/Support/Rounds.h"
 
 namespace bench {
 
 struct Run {
   std::string printed;
-  std::chrono::duration<double, std::nano> toFirstByte, toEnd;
+  Nanoseconds toFirstByte, toEnd;
 };
 
 // Runs a program, which has to print something and to succeed.
 inline Run run(std::vector<std::string> command) {
-  using Clock = std::chrono::steady_clock;
   std::array<int, 2> ends{};
   if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
   posix_spawn_file_actions_t actions;

@@ -27,6 +27,35 @@ struct Contender {
   std::function<Nanoseconds(std::chrono::milliseconds)> elsewhere = {};
 };
 
+template <typename Operation>
+Nanoseconds timeOf(const Operation& operation) {
+  const auto start = Clock::now();
+  operation();
+  return Clock::now() - start;
+}
+
+// While it lives the thread stays on the last of its cores.
+class OneCore {
+ public:
+  OneCore() {
+    sched_getaffinity(0, sizeof before_, &before_);
+    int last = 0;
+    for (int core = 0; core < CPU_SETSIZE; ++core) {
+      if (CPU_ISSET(core, &before_)) last = core;
+    }
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(last, &one);
+    sched_setaffinity(0, sizeof one, &one);
+  }
+  OneCore(const OneCore&) = delete;
+  OneCore& operator=(const OneCore&) = delete;
+  ~OneCore() { sched_setaffinity(0, sizeof before_, &before_); }
+
+ private:
+  cpu_set_t before_{};
+};
+
 inline void report(const char* figure, double value, const char* unit) {
   std::printf("figure\t%s\t%.3f\t%s\n", figure, value, unit);
 }
@@ -36,7 +65,7 @@ class Rounds {
   explicit Rounds(std::vector<Contender> contenders) : contenders_(std::move(contenders)) {}
 
   void run(int rounds, std::chrono::milliseconds perContender) {
-    pin();
+    const OneCore pinned;
     for (int round = 0; round < rounds; ++round) {
       for (const Contender& contender : contenders_) {
         add(contender.name, measure(contender, perContender));
@@ -86,18 +115,6 @@ class Rounds {
   }
 
  private:
-  static void pin() {
-    cpu_set_t cores;
-    sched_getaffinity(0, sizeof cores, &cores);
-    int last = 0;
-    for (int core = 0; core < CPU_SETSIZE; ++core) {
-      if (CPU_ISSET(core, &cores)) last = core;
-    }
-    CPU_ZERO(&cores);
-    CPU_SET(last, &cores);
-    sched_setaffinity(0, sizeof cores, &cores);
-  }
-
   Nanoseconds measure(const Contender& contender, std::chrono::milliseconds time) {
     constexpr std::size_t batch = 8;
     if (contender.elsewhere) return contender.elsewhere(time);

@@ -1,12 +1,15 @@
-// Tokens, against the libraries that one would take instead; all with one key, on the same
-// tokens, with everything that is kept between two tokens made before.
+// Tokens, against the libraries that one would take instead; all with one key and tokens of one
+// shape, with everything that is kept between two tokens made before.
 //
 //   token.verify.hot/PEER   reading with verification and expiry, by a key in steady use
 //   token.export/PEER       header and claims to a signed token
-//   token.verify, token.export, and those of a peer: the times
+//   token.read.unverified/cjose  reading without verification; with ".import", against cjose
+//                           without any decoding of the claims
+//   token.verify, token.export, token.read, and those of a peer: the times
 //
 // PEER is cjose (with the claims' JSON read and written by jansson, on which it is built),
-// libjwt, and from npm jose and fast-jwt, whose cache of verified tokens is off.
+// libjwt, and from npm jose and fast-jwt, whose cache of verified tokens is off. Those of npm run
+// in a process of their own, which may use all cores.
 //
 // A ratio above 1 says that ours is faster.
 
@@ -20,14 +23,18 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <ctime>
 #include <fstream>
-#include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "TarvexCommon/Crypto/KeyFormats.h"
 #include "TarvexCommon/JWT/JWT.h"
 #include "benchmarks/Support/Check.h"
+#include "benchmarks/Support/Owned.h"
+#include "benchmarks/Support/Program.h"
 #include "benchmarks/Support/Rounds.h"
 #include "benchmarks/Support/Tokens.h"
 #include "tests/Support/TemporaryFolder.h"
@@ -35,18 +42,15 @@
 namespace {
 
 using bench::check;
+using bench::Owned;
 using bench::tokenCount;
 using tarvex::JWT;
 using tarvex::TemporaryFolder;
 namespace KeyFormats = tarvex::Crypto::KeyFormats;
 
-template <typename T, auto release>
-struct Release {
-  void operator()(T* object) const { release(object); }
-};
-template <typename T, auto release>
-using Owned = std::unique_ptr<T, Release<T, release>>;
 using Json = Owned<json_t, json_decref>;
+
+void checkExpiry(long long seconds) { check(seconds > std::time(nullptr)); }
 
 class Cjose {
  public:
@@ -58,27 +62,46 @@ class Cjose {
   }
 
   void verify(const std::string& text) {
-    const Signed read(cjose_jws_import(text.data(), text.size(), &error_));
-    check(read != nullptr && cjose_jws_verify(read.get(), key_.get(), &error_));
-    uint8_t* claims = nullptr;
-    std::size_t size = 0;
-    check(cjose_jws_get_plaintext(read.get(), &claims, &size, &error_));
-    const Json all(json_loadb(reinterpret_cast<const char*>(claims), size, 0, nullptr));
-    check(json_integer_value(json_object_get(all.get(), "exp")) > 0);
+    const Signed token = imported(text);
+    check(cjose_jws_verify(token.get(), key_.get(), &error_));
+    checkExpiry(json_integer_value(json_object_get(claims(token).get(), "exp")));
   }
+
+  void read(const std::string& text) {
+    check(json_is_integer(json_object_get(claims(imported(text)).get(), "exp")));
+  }
+
+  void import(const std::string& text) { (void)plain(imported(text)); }
 
   void sign(const json_t* claims) {
     const Owned<char, std::free> text(json_dumps(claims, JSON_COMPACT));
-    const std::string plain = text.get();
     const Signed made(cjose_jws_sign(key_.get(), header_.get(),
-                                     reinterpret_cast<const uint8_t*>(plain.data()), plain.size(),
-                                     &error_));
+                                     reinterpret_cast<const uint8_t*>(text.get()),
+                                     std::strlen(text.get()), &error_));
     const char* compact = nullptr;
     check(made != nullptr && cjose_jws_export(made.get(), &compact, &error_));
   }
 
  private:
   using Signed = Owned<cjose_jws_t, cjose_jws_release>;
+
+  Signed imported(const std::string& text) {
+    Signed token(cjose_jws_import(text.data(), text.size(), &error_));
+    check(token != nullptr);
+    return token;
+  }
+
+  std::string_view plain(const Signed& token) {
+    uint8_t* text = nullptr;
+    std::size_t size = 0;
+    check(cjose_jws_get_plaintext(token.get(), &text, &size, &error_));
+    return {reinterpret_cast<const char*>(text), size};
+  }
+
+  Json claims(const Signed& token) {
+    const std::string_view text = plain(token);
+    return Json(json_loadb(text.data(), text.size(), 0, nullptr));
+  }
 
   cjose_err error_{};
   Owned<cjose_jwk_t, cjose_jwk_release> key_;
@@ -93,7 +116,7 @@ class LibJWT {
   void verify(const std::string& text) const {
     jwt_t* read = nullptr;
     check(jwt_decode(&read, text.c_str(), bytes(publicKey_), size(publicKey_)) == 0);
-    check(jwt_get_grant_int(read, "exp") > 0);
+    checkExpiry(jwt_get_grant_int(read, "exp"));
     jwt_free(read);
   }
 
@@ -161,60 +184,94 @@ class Node {
 
 void write(const std::string& path, const std::string& text) { std::ofstream(path) << text; }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::fprintf(stderr, "benchmark-jose ROUNDS SCRIPT: the script beside its npm packages\n");
-    return 2;
+// The key and the tokens, for a process that reads them from files.
+class Files {
+ public:
+  Files(const std::string& pem, const std::vector<std::string>& texts) {
+    std::string lines;
+    for (const std::string& text : texts) lines += text + '\n';
+    write(key(), pem);
+    write(tokens(), lines);
   }
-  const bench::Tokens made;
-  const auto& pair = made.pair;
-  const auto& tokens = made.tokens;
+
+  std::string key() const { return folder_ / "key.pem"; }
+  std::string tokens() const { return folder_ / "tokens"; }
+
+ private:
+  TemporaryFolder folder_;
+};
+
+// Without verification.
+void measureReading(int rounds, const bench::Tokens& made, Cjose& cjose) {
   const auto& texts = made.texts;
-  const auto privateBytes = tarvex::SecKeyCopyExternalRepresentation(pair.privateKey()).value();
-  const auto publicBytes = tarvex::SecKeyCopyExternalRepresentation(pair.publicKey()).value();
+  bench::Rounds measured({
+      {"token.read",
+       [&](std::size_t i) {
+         (void)JWT::fromBase64url(
+             {.base64url = texts[i % tokenCount], .ec = nullptr, .verifySignature = false});
+       }},
+      {"cjose.read", [&](std::size_t i) { cjose.read(texts[i % tokenCount]); }},
+      {"cjose.import", [&](std::size_t i) { cjose.import(texts[i % tokenCount]); }},
+  });
+  measured.run(rounds, std::chrono::milliseconds(15));
+  measured.reportRatio("token.read.unverified/cjose", "token.read", "cjose.read");
+  measured.reportRatio("token.read.unverified/cjose.import", "token.read", "cjose.import");
+  for (const char* name : {"token.read", "cjose.read"}) measured.reportTime(name, name);
+}
 
-  std::string lines;
-  for (const std::string& text : texts) lines += text + '\n';
-  const std::string pem = KeyFormats::privateKeyToPEM(privateBytes);
-  const TemporaryFolder folder;
-  write(folder / "key.pem", pem);
-  write(folder / "tokens", lines);
-
-  Cjose cjose(KeyFormats::privateKeyToJWK(privateBytes));
-  const LibJWT libJWT(pem, KeyFormats::publicKeyToPEM(publicBytes));
+void measureSignatures(int rounds, const bench::Tokens& made, Cjose& cjose, const LibJWT& libJWT,
+                       Node& node) {
+  const auto& texts = made.texts;
   const char* claimsText =
       R"({"sub":"user-0","exp":1900000000,"scp":["read","write"],"prvs":{"docs":["r","w"]}})";
   const Json claims(json_loads(claimsText, 0, nullptr));
-  std::signal(SIGPIPE, SIG_IGN);
-  Node node(argv[2], folder / "key.pem", folder / "tokens");
-
   const auto verify = [&](std::size_t i) {
-    JWT::fromBase64url({.base64url = texts[i % tokenCount], .ec = &pair, .verifySignature = true})
+    JWT::fromBase64url(
+        {.base64url = texts[i % tokenCount], .ec = &made.pair, .verifySignature = true})
         .validateClaims();
   };
+  const auto sign = [&](std::size_t i) {
+    (void)made.tokens[i % tokenCount].exportBase64url(made.pair);
+  };
   bench::Rounds measured({
-      {"verify", verify},
+      {"token.verify", verify},
       {"cjose.verify", [&](std::size_t i) { cjose.verify(texts[i % tokenCount]); }},
       {"libjwt.verify", [&](std::size_t i) { libJWT.verify(texts[i % tokenCount]); }},
       node.contender("jose.verify"),
       node.contender("fast-jwt.verify"),
-      {"export", [&](std::size_t i) { (void)tokens[i % tokenCount].exportBase64url(pair); }},
+      {"token.export", sign},
       {"cjose.sign", [&](std::size_t) { cjose.sign(claims.get()); }},
       {"libjwt.sign", [&](std::size_t) { libJWT.sign(claimsText); }},
       node.contender("jose.sign"),
       node.contender("fast-jwt.sign"),
   });
-  for (std::size_t i = 0; i < 2000; ++i) verify(i);
-  measured.run(std::atoi(argv[1]), std::chrono::milliseconds(15));
+  for (std::size_t i = 0; i < 2000; ++i) verify(i);  // now the key is hot
+  measured.run(rounds, std::chrono::milliseconds(15));
 
   for (const std::string peer : {"cjose", "libjwt", "jose", "fast-jwt"}) {
-    measured.reportRatio(("token.verify.hot/" + peer).c_str(), "verify", peer + ".verify");
-    measured.reportRatio(("token.export/" + peer).c_str(), "export", peer + ".sign");
+    measured.reportRatio(("token.verify.hot/" + peer).c_str(), "token.verify", peer + ".verify");
+    measured.reportRatio(("token.export/" + peer).c_str(), "token.export", peer + ".sign");
     measured.reportTime((peer + ".verify").c_str(), peer + ".verify");
     measured.reportTime((peer + ".sign").c_str(), peer + ".sign");
   }
-  measured.reportTime("token.verify", "verify");
-  measured.reportTime("token.export", "export");
+  for (const char* name : {"token.verify", "token.export"}) measured.reportTime(name, name);
 }
+
+void measure(int rounds) {
+  const bench::Tokens made;
+  const auto privateBytes =
+      tarvex::SecKeyCopyExternalRepresentation(made.pair.privateKey()).value();
+  const auto publicBytes = tarvex::SecKeyCopyExternalRepresentation(made.pair.publicKey()).value();
+  const std::string pem = KeyFormats::privateKeyToPEM(privateBytes);
+  const Files files(pem, made.texts);
+  Cjose cjose(KeyFormats::privateKeyToJWK(privateBytes));
+  const LibJWT libJWT(pem, KeyFormats::publicKeyToPEM(publicBytes));
+  std::signal(SIGPIPE, SIG_IGN);
+  Node node("build/peers/tokens.mjs", files.key(), files.tokens());
+  measureReading(rounds, made, cjose);
+  measureSignatures(rounds / 3 + 1, made, cjose, libJWT, node);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) { return bench::runProgram(argc, argv, measure); }
