@@ -114,6 +114,12 @@ void appendBase64Segment(std::string& text, Bytes bytes) {
   writeDigits(text.data() + start, bytes, urlAlphabet);
 }
 
+std::string toBase64Segment(Bytes bytes) {
+  std::string text;
+  appendBase64Segment(text, bytes);
+  return text;
+}
+
 std::optional<Data> fromBase64Segment(std::string_view text, std::size_t spare) {
   // A text of which the characters are not its bytes is refused in any case, so
   // that its length in characters need not be known.

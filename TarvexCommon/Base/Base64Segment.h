@@ -11,8 +11,9 @@
 
 namespace tarvex {
 
-// Appends the base64url text of `bytes`, without padding.
+// Appends the base64url text of `bytes`, without padding, or returns it.
 void appendBase64Segment(std::string& text, Bytes bytes);
+std::string toBase64Segment(Bytes bytes);
 
 // Returns what `fromBase64(Encoding::b64urlToBase64(text))` returns: both
 // alphabets decode, padding that happens to be right is accepted. The result has

@@ -97,17 +97,11 @@ Wiped<std::string> textOf(const KeyedDecodingContainer& members, std::string_vie
   }
 }
 
-std::string base64url(Bytes bytes) {
-  std::string text;
-  appendBase64Segment(text, bytes);
-  return text;
-}
-
 // The text has to be just the one that is written for its bytes.
 Wiped<Data> bytesOf(const KeyedDecodingContainer& members, std::string_view name) {
   const auto text = textOf(members, name);
   Wiped bytes(fromBase64Segment(*text).value_or(Data()));
-  if (bytes->size() != scalarSize || *Wiped(base64url(*bytes)) != *text) {
+  if (bytes->size() != scalarSize || *Wiped(toBase64Segment(*bytes)) != *text) {
     refuse(Case::malformed, quoted(name) + " is not 32 bytes in base64url without padding");
   }
   return bytes;
@@ -213,6 +207,6 @@ std::string privateKeyToJWK(Bytes privKey) {
 
 // The thumbprint is taken of the members of a public key in their order, which is how they
 // are written.
-std::string thumbprint(Bytes pubKey) { return base64url(sha256(publicKeyToJWK(pubKey))); }
+std::string thumbprint(Bytes pubKey) { return toBase64Segment(sha256(publicKeyToJWK(pubKey))); }
 
 }  // namespace tarvex::Crypto::KeyFormats

@@ -28,10 +28,6 @@ const DateEncodingStrategy& wholeSecondsSince1970() {
 
 JSONEncoder segmentEncoder() { return {.dateEncodingStrategy = wholeSecondsSince1970()}; }
 
-std::string toSegment(Bytes bytes) {
-  std::string text;
-  appendBase64Segment(text, bytes);
-  return text;
-}
+std::string toSegment(Bytes bytes) { return toBase64Segment(bytes); }
 
 }  // namespace tarvex

@@ -38,8 +38,8 @@ class Daemon {
   pid_t id_;
 };
 
-// The environment of this process, and of those that it starts, leads there. The bus starts no
-// service by itself.
+// While one lives the environment of this process, and of those that it starts, points to it. The
+// bus starts no service by itself.
 class Desktop {
  public:
   Desktop() {

@@ -1,4 +1,4 @@
-// Chance that can be had again: TARVEX_TEST_SEED names it, and a number which stream of it.
+// Repeatable randomness: TARVEX_TEST_SEED is its seed, and a number names a stream of it.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -11,7 +11,7 @@
 
 namespace tarvex {
 
-// Where files lie in memory, or, where that cannot be, for a short time.
+// A folder in memory where there is one, otherwise /tmp.
 inline const char* placeInMemory() { return ::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp"; }
 
 // A new folder of this user's alone, removed with all that is in it.

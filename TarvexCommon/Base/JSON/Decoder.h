@@ -227,10 +227,7 @@ T Decoder::value() const {
   } else if constexpr (coding::isMap<T>) {
     return map<T>();
   } else {
-    static_assert(Decodable<T>,
-                  "give the type a constructor T(const tarvex::Decoder&), or use one "
-                  "that "
-                  "is read by itself: bool, double, an integer, std::string, ...");
+    static_assert(Decodable<T>, "the type needs a constructor T(const tarvex::Decoder&)");
     return T(*this);
   }
 }

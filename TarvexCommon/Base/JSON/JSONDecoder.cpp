@@ -14,18 +14,23 @@ constexpr std::size_t keptCapacity = 131072;
 
 }  // namespace
 
-template <typename Text>
-JSONDecoder::Parsed JSONDecoder::parsed(Text&& json) const {
+JSONDecoder::Parsed JSONDecoder::newDocument() const {
   auto document = IdleDocument::take();
   if (document == nullptr) document = std::make_unique<coding::JSONDocument>();
-  Parsed result(document.release(), Release{wipesWorkSpace});
-  result->read(std::forward<Text>(json));
-  return result;
+  return {document.release(), Release{wipesWorkSpace}};
 }
 
-JSONDecoder::Parsed JSONDecoder::parse(Bytes json) const { return parsed(json); }
+JSONDecoder::Parsed JSONDecoder::parse(Bytes json) const {
+  Parsed document = newDocument();
+  document->read(json);
+  return document;
+}
 
-JSONDecoder::Parsed JSONDecoder::parse(Data&& json) const { return parsed(std::move(json)); }
+JSONDecoder::Parsed JSONDecoder::parse(Data&& json) const {
+  Parsed document = newDocument();
+  document->read(std::move(json));
+  return document;
+}
 
 void JSONDecoder::Release::operator()(coding::JSONDocument* document) const noexcept {
   std::unique_ptr<coding::JSONDocument> owned(document);

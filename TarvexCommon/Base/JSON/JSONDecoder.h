@@ -50,10 +50,9 @@ struct TARVEX_EXPORT JSONDecoder {
   };
   using Parsed = std::unique_ptr<coding::JSONDocument, Release>;
 
+  Parsed newDocument() const;
   Parsed parse(Bytes json) const;
   Parsed parse(Data&& json) const;
-  template <typename Text>
-  Parsed parsed(Text&& json) const;
 
   template <typename T>
   T read(const coding::JSONDocument& document) const {

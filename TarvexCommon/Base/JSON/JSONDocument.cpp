@@ -150,6 +150,7 @@ void JSONDocument::read(Bytes text) {
 }
 
 void JSONDocument::read(Data&& text) {
+  if (text.capacity() - text.size() < JSONDecoder::spareCapacity) return read(Bytes(text));
   size_ = text.size();
   text_ = std::move(text);
   parse();

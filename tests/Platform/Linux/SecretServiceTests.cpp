@@ -241,15 +241,15 @@ class SomebodyToAsk {
 TEST_F(SecretServiceKey, IsUnlockedByTheUserWhereTheHostAllowsIt) {
   makeStore(KeySlot::secretService);
   struct Row {
+    const char* name;
     bool mayPrompt;
     const char* password;
     OSStatus answer;
   };
-  for (const Row& row :
-       {Row{true, nullptr, errSecInteractionNotAllowed}, Row{true, "password", errSecSuccess},
-        Row{false, "password", errSecInteractionNotAllowed}}) {
-    SCOPED_TRACE(row.mayPrompt);
-    SCOPED_TRACE(row.password != nullptr);
+  for (const Row& row : {Row{"dialog closed", true, nullptr, errSecInteractionNotAllowed},
+                         Row{"password typed", true, "password", errSecSuccess},
+                         Row{"not asked", false, "password", errSecInteractionNotAllowed}}) {
+    SCOPED_TRACE(row.name);
     const SomebodyToAsk user(row.password);
     desktop.endKeyring();
     desktop.startKeyring(user.name());
