@@ -1,6 +1,7 @@
 #include "TarvexCommon/JWT/JWT.h"
 
 #include <exception>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -47,6 +48,8 @@ bool isSigned(const Segments& token, const Crypto::ECDSA& ec) {
     return ec.verifySignature({.msg = token.signingInput, .signature = *signature});
   } catch (const CryptoError& error) {
     logRefusal(error.errorDescription());
+  } catch (const std::bad_alloc&) {
+    throw;
   } catch (const std::exception& error) {  // this and the next: a host's own key service
     logRefusal(error.what());
   } catch (...) {

@@ -124,18 +124,20 @@ TEST(ReadToken, LogsTheKeyServicesTextAsItIs) {
   EXPECT_THAT(installed.log.records(), testing::ElementsAre(line));
 }
 
-TEST(ReadToken, RefusesWhateverAHostsKeyServiceThrows) {
+TEST(ReadToken, RefusesWhateverAHostsKeyServiceThrowsButForWantOfMemory) {
   Services services = hostServices();
   int calls = 0;
   services.keyService.verifySignature = [&](auto&&...) -> std::optional<SecKeyFailure> {
     if (++calls == 1) throw std::runtime_error("no card");
-    throw calls;
+    if (calls == 2) throw calls;
+    throw std::bad_alloc();
   };
   const InstalledServices installed(std::move(services));
   for (int i = 0; i < 2; ++i) {
     EXPECT_EQ(outcomeOf([] { readVerified(token, example::publicOnly()); }),
               "signature verification failed");
   }
+  EXPECT_THROW(readVerified(token, example::publicOnly()), std::bad_alloc);
   EXPECT_THAT(installed.log.messages(), testing::ElementsAre("token verify failed: no card",
                                                              "token verify failed: unknown error"));
 }

@@ -1,6 +1,5 @@
 #include "TarvexCommon/Platform/Linux/OpenSSLKey.h"
 
-#include <new>
 #include <string>
 
 namespace tarvex {
@@ -10,7 +9,7 @@ constexpr std::size_t privateSize = p256PointSize + p256ScalarSize;
 
 OpenSSLKey::Signer newSigner() {
   OpenSSLKey::Signer signer(allocated(EC_KEY_new()));
-  if (EC_KEY_set_group(signer.get(), p256()) != 1) throw std::bad_alloc();
+  completed(EC_KEY_set_group(signer.get(), p256()));
   return signer;
 }
 

@@ -26,6 +26,12 @@ Object* allocated(Object* object) {
   return object;
 }
 
+// Throws `std::bad_alloc` unless `status` is that of success: with arguments that are right, what
+// OpenSSL calculates fails for want of memory only.
+inline void completed(int status) {
+  if (status != 1) throw std::bad_alloc();
+}
+
 // Leaves the thread's error queue as the host had it.
 struct OpenSSLErrorMark {
   OpenSSLErrorMark() { ERR_set_mark(); }

@@ -57,9 +57,7 @@ Data encodedPoint(const EC_POINT* point) {
 
 P256Point publicPoint(const BIGNUM* scalar) {
   P256Point point = newPoint();
-  if (EC_POINT_mul(p256(), point.get(), scalar, nullptr, nullptr, nullptr) != 1) {
-    throw std::bad_alloc();
-  }
+  completed(EC_POINT_mul(p256(), point.get(), scalar, nullptr, nullptr, nullptr));
   return point;
 }
 

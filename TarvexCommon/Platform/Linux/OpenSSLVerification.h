@@ -1,5 +1,7 @@
 // Verification of ECDSA signatures over P-256 (FIPS 186-4, 6.4), faster for a key that is used
 // often. All of it is public, so that nothing here takes the same time for all values. Internal.
+//
+// Where there is no memory left for a verification it throws `std::bad_alloc`: that is no answer.
 #pragma once
 
 #include <atomic>
@@ -23,11 +25,12 @@ struct VerificationWork;
 // time of one without, and making them that of several hundred.
 class VerificationTable {
  public:
-  // Returns null where it cannot be made: not every OpenSSL has such tables.
+  // Returns null where it cannot be made, for want of memory or because OpenSSL has but its generic
+  // code for the curve.
   static std::unique_ptr<const VerificationTable> make(const EC_POINT* publicKey);
 
-  // Calculates the sum u1 G + u2 Q, where Q is the public key. Returns whether it could.
-  bool add(VerificationWork& work) const;
+  // Calculates the sum u1 G + u2 Q, where Q is the public key.
+  void add(VerificationWork& work) const;
 
  private:
   using Group = OpenSSLOwner<EC_GROUP, EC_GROUP_free>;
