@@ -154,6 +154,12 @@ TEST(Coordinates, JoinToAKeyWhateverTheirLengths) {
   EXPECT_THAT(fault([&] { joined(2, 62); }), HasSubstr(" 64 bytes"));
 }
 
+TEST(Coordinates, AreThoseOfThePublicKey) {
+  const auto [x, y] = example::pair().coordinates();
+  EXPECT_EQ(x, "YP7UuiVanTHJYet0xjVtaMBJuJI7Yfps5mliLmDyn7Y=");
+  EXPECT_EQ(y, "eQP+EAi4vJmkGunpVii8ZPLxsgwtfp9Rd6PClNRGIpk=");
+}
+
 TEST(CoordinatesDeathTest, StopAtWhatIsNotStandardBase64) {
   const std::string good = "eQP+EAi4vJmkGunpVii8ZPLxsgwtfp9Rd6PClNRGIpk=";
   for (const std::string bad : {"eQP-EAi4vJmkGunpVii8ZPLxsgwtfp9Rd6PClNRGIpk=",
@@ -330,10 +336,14 @@ TEST_F(KeyPairByLabelDeathTest, PassesOnWhatTheKeyServiceAnswers) {
   SecKeyResult<Data> answer = SecKeyFailure{"the card was taken out"};
   own.keyService.createSignature = [&](const auto&...) { return answer; };
   own.keyService.createRandomKey = [](const auto&) { return SecKeyFailure{"no entropy"}; };
-  own.keyService.copyExternalRepresentation = [](const auto&) { return std::nullopt; };
+  std::optional<Data> bytes;
+  own.keyService.copyExternalRepresentation = [&](const auto&) { return bytes; };
   install();
-  EXPECT_EQ(thrown<CryptoError>([&] { (void)signer.coordinates(); }),
-            CryptoError::missingPublicKey());
+  for (const auto& answered : {std::optional<Data>(), {Data(64)}}) {
+    bytes = answered;
+    EXPECT_EQ(thrown<CryptoError>([&] { (void)signer.coordinates(); }),
+              CryptoError::missingPublicKey());
+  }
   EXPECT_EQ(fault(create), "no entropy");
   EXPECT_EQ(fault(sign), "the card was taken out");
   answer = fromHex("3144");
