@@ -50,7 +50,8 @@ inline void addCheapPassphrase(const std::string& folder) {
 // Names, kinds, permissions and sums of all files but those that reading may leave.
 inline std::string snapshot(const TemporaryFolder& root) {
   return root.run(
-      "find . ! -name '*-shm' ! -name keychain.lock ! '(' -name '*-wal' -size 0 ')' "
+      "find . ! -name '*-shm' ! -name keychain.lock ! -name keychain.slots ! '(' -name '*-wal' "
+      "-size 0 ')' "
       "-printf '%p %y %m %l\n' -type f -exec cksum {} ';' | sort");
 }
 

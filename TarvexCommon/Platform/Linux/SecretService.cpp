@@ -85,13 +85,14 @@ OSStatus statusOfError(const GError& error) {
   return isLocked ? errSecInteractionNotAllowed : errSecNotAvailable;
 }
 
-// The end of what is waited for now.
+// The end of the operation that is waited for now.
 class Limit {
  public:
+  void restart(std::chrono::seconds length = limitOfAnswers) { end_ = Clock::now() + length; }
+
   // Calls one of those functions that end with a means to cancel them and a place for an error.
   template <typename Function, typename... Arguments>
-  auto callWithin(std::chrono::seconds length, const Function& function, Arguments... arguments) {
-    end_ = Clock::now() + length;
+  auto call(const Function& function, Arguments... arguments) const {
     GError* error = nullptr;
     const auto result = function(arguments..., cancellable_.get(), &error);
     if (error == nullptr) return result;
@@ -100,15 +101,12 @@ class Limit {
     throw ItemFailure{status};
   }
 
-  template <typename Function, typename... Arguments>
-  auto call(const Function& function, Arguments... arguments) {
-    return callWithin(limitOfAnswers, function, arguments...);
-  }
-
-  // Waits for the end of `work`, and makes it fail when the limit is over.
+  // Waits for the end of `work`, and makes it fail when the limit is over. That may come to be
+  // earlier while this waits: when the user has answered.
   void watch(std::future<void> work) const {
-    for (auto end = end_.load(); Clock::now() < end; end = end_) {
-      if (work.wait_until(end) == std::future_status::ready) return work.get();
+    while (Clock::now() < end_.load()) {
+      const auto next = std::min(end_.load(), Clock::now() + 1s);
+      if (work.wait_until(next) == std::future_status::ready) return work.get();
     }
     libsecret().g_cancellable_cancel(cancellable_.get());
     work.get();
@@ -267,8 +265,9 @@ struct SecretService::Connection {
     const auto unlock = [](auto* by, GList* all, GCancellable* cancellable, GError** error) {
       return libsecret().secret_service_unlock_sync(by, all, cancellable, nullptr, error);
     };
-    const OSStatus status =
-        statusOf([&] { limit.callWithin(limitOfPrompts, unlock, service.get(), list); });
+    limit.restart(limitOfPrompts);
+    const OSStatus status = statusOf([&] { limit.call(unlock, service.get(), list); });
+    limit.restart();
     libsecret().g_list_free(list);
     ensure(status == errSecSuccess, errSecInteractionNotAllowed);
   }
@@ -307,10 +306,13 @@ bool SecretService::isOutOfReach() {
 }
 
 void SecretService::use(Prompts prompts, const std::function<void(SecretService&)>& work) {
-  ensure(!isOutOfReach() && hasBus() && LibSecret::loaded() != nullptr, errSecNotAvailable);
+  ensure(!isOutOfReach() && hasBus(), errSecNotAvailable);
   forkOfFirstUse = forkNumber();
-  static std::mutex mutex;
-  const std::lock_guard lock(mutex);
+  ensure(LibSecret::loaded() != nullptr, errSecNotAvailable);
+  static std::timed_mutex conversation;
+  const std::unique_lock turn(conversation,
+                              prompts == Prompts::none ? limitOfAnswers : limitOfPrompts);
+  ensure(turn.owns_lock(), errSecNotAvailable);
   Limit limit;
   const auto converse = [&] {
     SecretService service(std::make_unique<Connection>(limit, prompts));
@@ -329,10 +331,14 @@ std::vector<Secret> SecretService::find(const SecretAttributes& attributes, Valu
   std::vector<Secret> found;
   found.reserve(items.size());
   for (Owned<SecretItem>& item : items) found.push_back(secretOf(std::move(item), values));
+  connection_->limit.restart();
   return found;
 }
 
-void SecretService::ensureTakesItems() { connection_->collectionForItems(); }
+void SecretService::ensureTakesItems() {
+  connection_->collectionForItems();
+  connection_->limit.restart();
+}
 
 void SecretService::add(const std::string& label, const SecretAttributes& attributes, Bytes value) {
   const auto collection = connection_->collectionForItems();
@@ -341,6 +347,7 @@ void SecretService::add(const std::string& label, const SecretAttributes& attrib
   const Owned<SecretItem> made(
       connection_->limit.call(libsecret().secret_item_create_sync, collection.get(), nullptr,
                               table.get(), label.c_str(), secret.get(), SECRET_ITEM_CREATE_NONE));
+  connection_->limit.restart();
 }
 
 void SecretService::change(const Secret& secret, const std::string& label,
@@ -359,10 +366,12 @@ void SecretService::change(const Secret& secret, const std::string& label,
   if (label != labelOf(item)) {
     connection_->limit.call(libsecret().secret_item_set_label_sync, item, label.c_str());
   }
+  connection_->limit.restart();
 }
 
 void SecretService::remove(const Secret& secret) {
   connection_->limit.call(libsecret().secret_item_delete_sync, itemOf(secret));
+  connection_->limit.restart();
 }
 
 }  // namespace tarvex

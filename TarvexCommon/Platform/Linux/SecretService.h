@@ -27,14 +27,17 @@ struct Secret {
 };
 
 // A conversation with the service. Each operation throws `errSecNotAvailable` when the service is
-// not there or does not answer within five seconds, and `errSecInteractionNotAllowed` when what
-// it needs is locked, also where the user was asked and has not unlocked it in two minutes.
+// not there or does not do all of it within five seconds, those of the user not counted, and
+// `errSecInteractionNotAllowed` when what it needs is locked, also where the user was asked and has
+// not unlocked it in two minutes. Nobody holds a lock of the store meanwhile but that of the slots.
 class SecretService {
  public:
   enum class Values { left, loaded };
 
-  // Holds a conversation, one at a time in a process. Throws `errSecNotAvailable` where there is
-  // no session bus (none is started), no service, no libsecret, or where this `isOutOfReach`.
+  // Holds a conversation, one at a time in a process; connecting is part of its first operation.
+  // Throws `errSecNotAvailable` where there is no session bus (none is started), no service, no
+  // libsecret, where this `isOutOfReach`, and where others speak for too long: five seconds, or two
+  // minutes for who may ask the user as well.
   static void use(Prompts prompts, const std::function<void(SecretService&)>& work);
 
   // Returns whether this process is a child of one that has used the service: GLib's threads,

@@ -7,7 +7,6 @@
 #include "TarvexCommon/Base/Text.h"
 #include "TarvexCommon/Platform/ItemFailure.h"
 #include "TarvexCommon/Platform/Store/ByteCoding.h"
-#include "TarvexCommon/Platform/Store/SecretServiceKey.h"
 
 namespace tarvex {
 namespace {
@@ -40,6 +39,12 @@ void makeKeyFile(const StoreFolder& folder) {
 
 bool isPowerOfTwo(std::int64_t number) { return number > 1 && (number & (number - 1)) == 0; }
 
+SealingKey keyOfPassphrase(const Slot& slot, User& user) {
+  ensure(isPowerOfTwo(slot.cost) && slot.cost <= highestCost, errSecInvalidKeychain);
+  ensure(!user.passphrase().empty(), errSecInteractionNotAllowed);
+  return SealingKey::stretched(user.passphrase(), slot.salt, static_cast<std::uint64_t>(slot.cost));
+}
+
 }  // namespace
 
 std::string_view User::passphrase() {
@@ -49,6 +54,29 @@ std::string_view User::passphrase() {
     if (given) wipe(*given);
   }
   return **passphrase_;
+}
+
+NewSlot::NewSlot(KeySlot kind, Bytes storeID, User& user)
+    : slot_{.kind = std::string(nameOf(kind))} {
+  if (kind == KeySlot::secretService) {
+    inService_.emplace(storeID);
+    key_ = keyInService(storeID, Prompts::none);
+  }
+  if (kind == KeySlot::passphrase) {
+    slot_.salt = randomBytes(16);
+    slot_.cost = newCost;
+    key_ = keyOfPassphrase(slot_, user);
+  }
+}
+
+void NewSlot::keep() noexcept {
+  if (inService_) inService_->keep();
+}
+
+Sealer NewSlot::sealer(const StoreFolder& folder) const {
+  if (key_) return Sealer(*key_);
+  makeKeyFile(folder);
+  return Sealer(keyInFile(folder));
 }
 
 // The file comes first, it is at hand, and the passphrase last: nobody is asked in vain.
@@ -86,19 +114,12 @@ void KeySlots::prepare(KeySlot kind, User& user) {
   if (kind == KeySlot::passphrase) ensure(!user.passphrase().empty(), errSecInteractionNotAllowed);
 }
 
-void KeySlots::add(KeySlot kind, const SealingKey& master, const Database& database,
-                   const StoreFolder& folder, User& user) const {
-  Slot slot = {.kind = std::string(nameOf(kind)), .salt = {}, .cost = 0, .wrapped = {}};
-  if (kind == KeySlot::file) makeKeyFile(folder);
-  if (kind == KeySlot::secretService) makeKeyInService(storeID_);
-  if (kind == KeySlot::passphrase) {
-    slot.salt = randomBytes(16);
-    slot.cost = newCost;
-  }
-  const Sealer sealer(wrappingKey(slot, folder, user));
-  slot.wrapped = sealer.seal(master.bytes(), contextOf(slot));
+void KeySlots::add(const NewSlot& added, const SealingKey& master, const Database& database,
+                   const StoreFolder& folder) const {
+  const Slot& slot = added.slot_;
+  const Data wrapped = added.sealer(folder).seal(master.bytes(), contextOf(slot));
   database.prepare("INSERT INTO slot VALUES (CAST(?1 AS TEXT), ?2, ?3, ?4)")
-      .run(Bytes(slot.kind), slot.salt, slot.cost, slot.wrapped);
+      .run(Bytes(slot.kind), slot.salt, slot.cost, wrapped);
 }
 
 void KeySlots::remove(KeySlot kind, const Database& database) {
@@ -123,9 +144,7 @@ SealingKey KeySlots::wrappingKey(const Slot& slot, const StoreFolder& folder, Us
   if (slot.kind == nameOf(KeySlot::file)) return keyInFile(folder);
   if (slot.kind == nameOf(KeySlot::secretService)) return keyInService(storeID_, user.prompts());
   ensure(slot.kind == nameOf(KeySlot::passphrase), errSecNotAvailable);
-  ensure(isPowerOfTwo(slot.cost) && slot.cost <= highestCost, errSecInvalidKeychain);
-  ensure(!user.passphrase().empty(), errSecInteractionNotAllowed);
-  return SealingKey::stretched(user.passphrase(), slot.salt, static_cast<std::uint64_t>(slot.cost));
+  return keyOfPassphrase(slot, user);
 }
 
 SealingKey KeySlots::unwrapped(const Slot& slot, const SealingKey& key) const {

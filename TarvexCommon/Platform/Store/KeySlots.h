@@ -9,6 +9,7 @@
 #include "TarvexCommon/Platform/Sealing.h"
 #include "TarvexCommon/Platform/Store/Database.h"
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
+#include "TarvexCommon/Platform/Store/SecretServiceKey.h"
 #include "TarvexCommon/Platform/Store/StoreFolder.h"
 
 namespace tarvex {
@@ -37,24 +38,52 @@ class User {
   std::optional<Wiped<std::string>> passphrase_;
 };
 
+// What a slot is, but for its key.
+struct Slot {
+  std::string kind;
+  Data salt = {};
+  std::int64_t cost = 0;
+  Data wrapped = {};
+};
+
+// A slot that is to be added, and its key. It is made, and goes, without a lock: nobody else waits
+// for the user or the desktop.
+class NewSlot {
+ public:
+  // Takes the key of the desktop's that is there, or makes one, which goes again with this unless
+  // it is kept. Throws what `KeySlots::open` does.
+  NewSlot(KeySlot kind, Bytes storeID, User& user);
+
+  // For one that has been added.
+  void keep() noexcept;
+
+ private:
+  friend class KeySlots;
+  Sealer sealer(const StoreFolder& folder) const;
+
+  Slot slot_;
+  std::optional<NewKeyInService> inService_;
+  std::optional<SealingKey> key_;  // that of a file is made when the slot is added
+};
+
 class KeySlots {
  public:
   // Reads them, and nothing else.
   KeySlots(const Database& database, Bytes storeID);
 
-  bool areNone() const { return slots_.empty(); }
+  bool isEmpty() const { return slots_.empty(); }
   bool has(KeySlot kind) const;
   std::vector<KeySlot> kinds() const;  // of those that are known
   KeySlots without(KeySlot kind) const;
 
   // Throws unless a slot of this kind can be added: `errSecInteractionNotAllowed` when there is
-  // no passphrase for it, and what the desktop answers. Without a lock: nobody waits for the user.
+  // no passphrase for it, and what the desktop answers. This is where the user is asked.
   static void prepare(KeySlot kind, User& user);
 
-  // Wraps the master key once more. A key file or item of the desktop's that is there is used,
-  // not replaced: it may open a backup.
-  void add(KeySlot kind, const SealingKey& master, const Database& database,
-           const StoreFolder& folder, User& user) const;
+  // Wraps the master key once more. A key file that is there is used, not replaced: it may open a
+  // backup.
+  void add(const NewSlot& added, const SealingKey& master, const Database& database,
+           const StoreFolder& folder) const;
 
   // Removes the slot if there is one; its key stays.
   static void remove(KeySlot kind, const Database& database);
@@ -65,13 +94,6 @@ class KeySlots {
   SealingKey open(const StoreFolder& folder, User& user) const;
 
  private:
-  struct Slot {
-    std::string kind;
-    Data salt;
-    std::int64_t cost;
-    Data wrapped;
-  };
-
   SealingKey wrappingKey(const Slot& slot, const StoreFolder& folder, User& user) const;
   SealingKey unwrapped(const Slot& slot, const SealingKey& key) const;
 

@@ -6,6 +6,7 @@
 //                    process closes it; keychain.db-shm is their index
 //   keychain.key     what opens it, where it has that slot
 //   keychain.lock    held by whoever opens, changes or closes it
+//   keychain.slots   held by whoever adds or removes a way to open it
 //   keychain.count   how many changes it has had, to notice when some are lost
 //
 // Service, account and group of an item are keyed hashes, which show only what is equal; class

@@ -6,8 +6,6 @@
 #include <system_error>
 #include <utility>
 
-#include "TarvexCommon/Platform/Store/SecretServiceKey.h"
-
 namespace tarvex {
 namespace {
 
@@ -24,24 +22,14 @@ std::string schema() { return std::string(storeTable) + '\n' + slotTable + '\n' 
 constexpr char schemaOfFile[] =
     "SELECT group_concat(sql, char(10)) FROM (SELECT sql FROM sqlite_schema WHERE sql IS NOT NULL)";
 
-// Adds the first slot. Where nobody has chosen it the desktop keeps the key, or else a file does.
-void addFirstSlot(const KeySlots& slots, std::optional<KeySlot> chosen, const Database& database,
-                  const StoreFolder& folder, User& user) {
-  const SealingKey master = SealingKey::random();
-  if (chosen) return slots.add(*chosen, master, database, folder, user);
-  const OSStatus status =
-      statusOf([&] { slots.add(KeySlot::secretService, master, database, folder, user); });
-  if (status != errSecSuccess) slots.add(KeySlot::file, master, database, folder, user);
-}
-
 void fillStore(const Database& database, const StoreFolder& folder, const Data& id,
-               std::optional<KeySlot> firstSlot, User& user) {
+               const NewSlot& firstSlot) {
   const TransactionStatements statements(database);
   Transaction transaction(statements);
   database.setFormat(format);
   for (const char* table : {storeTable, slotTable, itemTable}) database.run(table);
   database.prepare("INSERT INTO store VALUES (?1, 0)").run(id);
-  addFirstSlot(KeySlots(database, id), firstSlot, database, folder, user);
+  KeySlots(database, id).add(firstSlot, SealingKey::random(), database, folder);
   transaction.commit();
 }
 
@@ -52,21 +40,20 @@ void removeUnfinished(const StoreFolder& folder) {
 }
 
 // A new store appears under its name when all of it is on the disk.
-void makeStore(const StoreFolder& folder, std::optional<KeySlot> firstSlot, User& user) {
+void makeStore(const StoreFolder& folder, const Data& id, NewSlot& firstSlot) {
   ensure(folder.sizeOf(logFile) == 0 && !folder.has(countFile),
          errSecInvalidKeychain);  // it is lost
   removeUnfinished(folder);
   folder.makeEmpty(unfinishedFile);
-  const Data id = randomBytes(idSize);
   try {
     const Database database(folder.pathOf(unfinishedFile));
-    fillStore(database, folder, id, firstSlot, user);
+    fillStore(database, folder, id, firstSlot);
     database.foldLog();
   } catch (const ItemFailure&) {
     removeUnfinished(folder);
-    removeKeyFromService(id);
     throw;
   }
+  firstSlot.keep();  // also where this fails the store may be there
   folder.rename(unfinishedFile, storeFile);
 }
 
@@ -167,9 +154,29 @@ bool hasStore(const KeychainStoreOptions& options) {
 
 namespace {
 
-std::optional<KeySlot> chosenFirstSlot(const KeychainStoreOptions& options) {
-  if (options.firstSlot || !options.passphrase) return options.firstSlot;
-  return KeySlot::passphrase;
+NewSlot preparedSlot(KeySlot kind, const Data& id, User& user) {
+  KeySlots::prepare(kind, user);
+  return {kind, id, user};
+}
+
+// As `KeychainStoreOptions::firstSlot` says.
+NewSlot firstSlot(const KeychainStoreOptions& options, const Data& id, User& user) {
+  if (options.firstSlot) return preparedSlot(*options.firstSlot, id, user);
+  if (options.passphrase) return preparedSlot(KeySlot::passphrase, id, user);
+  try {
+    return {KeySlot::secretService, id, user};
+  } catch (const ItemFailure&) {
+    return {KeySlot::file, id, user};
+  }
+}
+
+// Where somebody else makes one meanwhile that one is opened.
+OwnedStore makeAndOpen(const StoreFolder& folder, const KeychainStoreOptions& options, User& user) {
+  const Data id = randomBytes(idSize);
+  NewSlot slot = firstSlot(options, id, user);
+  return openLocked(folder, [&] {
+    if (!folder.has(storeFile)) makeStore(folder, id, slot);
+  });
 }
 
 }  // namespace
@@ -177,11 +184,8 @@ std::optional<KeySlot> chosenFirstSlot(const KeychainStoreOptions& options) {
 OwnedStore openStore(const KeychainStoreOptions& options) {
   const StoreFolder folder(options.folder);
   User user(options.passphrase, options.mayPrompt);
-  const auto firstSlot = chosenFirstSlot(options);
-  if (firstSlot && !folder.has(storeFile)) KeySlots::prepare(*firstSlot, user);
-  OwnedStore store = openLocked(folder, [&] {
-    if (!folder.has(storeFile)) makeStore(folder, firstSlot, user);
-  });
+  OwnedStore store =
+      folder.has(storeFile) ? openLocked(folder, [] {}) : makeAndOpen(folder, options, user);
   ensure(!store->isDamaged, errSecInvalidKeychain);
   store->openItems(store->slots, user);
   return store;

@@ -54,12 +54,19 @@ void ensureKeepsKeys(Prompts prompts) {
   SecretService::use(prompts, [](SecretService& service) { service.ensureTakesItems(); });
 }
 
-void makeKeyInService(Bytes storeID) {
-  SecretService::use(Prompts::none, [storeID](SecretService& service) {
-    const SecretAttributes attributes = attributesOf(storeID);
+// One that fails in the midst of it destroys what the other constructor has made. It may have been
+// added also where the answer is an error.
+NewKeyInService::NewKeyInService(Bytes storeID) : NewKeyInService(toData(storeID)) {
+  SecretService::use(Prompts::none, [this](SecretService& service) {
+    const SecretAttributes attributes = attributesOf(storeID_);
     if (!service.find(attributes, Values::left).empty()) return;
+    isMade_ = true;
     service.add(label, attributes, SealingKey::random().bytes());
   });
+}
+
+NewKeyInService::~NewKeyInService() {
+  if (isMade_) removeKeyFromService(storeID_);
 }
 
 SealingKey keyInService(Bytes storeID, Prompts prompts) {

@@ -25,6 +25,8 @@ void putSlot(const KeychainStoreOptions& options, KeySlot kind,
   User withNewPassphrase(newPassphrase, options.mayPrompt);
   const SealingKey master = store->openItems(store->slots, user);
   KeySlots::prepare(kind, withNewPassphrase);
+  const FolderLock turn = store->folder.lockSlots();
+  NewSlot slot(kind, store->id, withNewPassphrase);
   const StoreChange change(*store);
   const bool makesKeyFile = kind == KeySlot::file && !store->folder.has(keyFile);
   try {
@@ -32,12 +34,13 @@ void putSlot(const KeychainStoreOptions& options, KeySlot kind,
       const KeySlots slots = slotsNow(*store);
       check(slots);
       KeySlots::remove(kind, store->database);
-      slots.add(kind, master, store->database, store->folder, withNewPassphrase);
+      slots.add(slot, master, store->database, store->folder);
     });
   } catch (...) {
     if (makesKeyFile) store->folder.removeIfThere(keyFile);
     throw;
   }
+  slot.keep();
   store->database.foldLogSoon();
 }
 
@@ -46,7 +49,7 @@ void putSlot(const KeychainStoreOptions& options, KeySlot kind,
 void ensureRemovable(KeySlot kind, const KeySlots& slots, const StoreFolder& folder) {
   const bool isLeft = kind == KeySlot::file && folder.has(keyFile);
   ensure(slots.has(kind) || isLeft, errSecItemNotFound);
-  ensure(!slots.without(kind).areNone(), errSecParam);
+  ensure(!slots.without(kind).isEmpty(), errSecParam);
 }
 
 }  // namespace
@@ -82,21 +85,31 @@ void changePassphrase(const KeychainStoreOptions& options, const AskForPassphras
   });
 }
 
-// The key goes when its slot has gone: until then it opens the store. The log is folded away
+namespace {
+
+// The key file goes when its slot has gone: until then it opens the store. The log is folded away
 // because it may hold the slot.
+void removeFromFolder(OpenStore& store, KeySlot slot) {
+  const StoreChange change(store);
+  change.run([&] {
+    ensureRemovable(slot, slotsNow(store), store.folder);
+    KeySlots::remove(slot, store.database);
+  });
+  if (slot == KeySlot::file) store.folder.removeIfThere(keyFile);
+  store.database.foldLogSoon();
+}
+
+}  // namespace
+
+// So does the key in the Secret Service: nobody adds a slot for it before it has gone.
 void removeSlot(const KeychainStoreOptions& options, KeySlot slot) {
   const auto store = openWithoutItems(options);
   ensureRemovable(slot, store->slots, store->folder);
   User user(options.passphrase, options.mayPrompt);
   store->openItems(store->slots.without(slot), user);
-  const StoreChange change(*store);
-  change.run([&] {
-    ensureRemovable(slot, slotsNow(*store), store->folder);
-    KeySlots::remove(slot, store->database);
-  });
-  if (slot == KeySlot::file) store->folder.removeIfThere(keyFile);
+  const FolderLock turn = store->folder.lockSlots();
+  removeFromFolder(*store, slot);
   if (slot == KeySlot::secretService) removeKeyFromService(store->id);
-  store->database.foldLogSoon();
 }
 
 void acceptLoss(const KeychainStoreOptions& options) {

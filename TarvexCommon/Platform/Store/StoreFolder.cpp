@@ -198,8 +198,8 @@ void StoreFolder::removeIfThere(const std::string& name) const {
   ensureDone(errno == ENOENT);
 }
 
-FolderLock StoreFolder::lock(std::chrono::seconds limit) const {
-  FolderLock held(openFile(lockFile, O_RDWR | O_CREAT));
+FolderLock StoreFolder::lock(const char* name, std::chrono::seconds limit) const {
+  FolderLock held(openFile(name, O_RDWR | O_CREAT));
   for (Naps naps(limit); !held.tryLock(); naps.nap()) ensure(!naps.areOver(), errSecIO);
   return held;
 }

@@ -47,6 +47,7 @@ inline constexpr char logFile[] = "keychain.db-wal";  // what is not folded into
 inline constexpr char logIndexFile[] = "keychain.db-shm";
 inline constexpr char keyFile[] = "keychain.key";
 inline constexpr char lockFile[] = "keychain.lock";
+inline constexpr char slotLockFile[] = "keychain.slots";
 inline constexpr char countFile[] = "keychain.count";  // of the changes
 
 // How long to wait for others.
@@ -94,9 +95,14 @@ class StoreFolder {
   void removeIfThere(const std::string& name) const;  // for good
 
   // Waits until nobody else holds the lock; throws `errSecIO` when that takes too long.
-  FolderLock lock(std::chrono::seconds limit = patience) const;
+  FolderLock lock(std::chrono::seconds limit = patience) const { return lock(lockFile, limit); }
+
+  // Likewise the lock of those who add or remove slots. It comes before the other one, and may be
+  // held as long as a conversation with the desktop takes.
+  FolderLock lockSlots() const { return lock(slotLockFile, patience); }
 
  private:
+  FolderLock lock(const char* name, std::chrono::seconds limit) const;
   Descriptor openFile(const std::string& name, int flags) const;
 
   std::string path_;

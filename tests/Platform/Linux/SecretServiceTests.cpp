@@ -6,10 +6,13 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <libsecret/secret.h>
+#include <sys/resource.h>
 
 #include <csignal>
 #include <functional>
+#include <future>
 
+#include "TarvexCommon/Platform/Linux/SecretService.h"
 #include "TarvexCommon/Platform/Linux/SecretServiceItemService.h"
 #include "TarvexCommon/Platform/Services.h"
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
@@ -137,6 +140,60 @@ TEST_F(SecretServiceKey, OpensTheStoreOrLeavesAllAsItIs) {
     expectRead(row.answer);
     EXPECT_EQ(snapshot(root), before);
   }
+}
+
+// Others hold the conversation for as long as all this takes.
+TEST_F(SecretServiceKey, HoldsUpNobodyWhoHasTheStoreOpen) {
+  makeStore(KeySlot::file);
+  inProcesses(1, [&](int) {
+    const KeychainStore store({.folder = folder});
+    const WordStore open(folder);
+    EXPECT_EQ(store.addSlot(KeySlot::secretService), errSecSuccess);
+    std::future<OSStatus> removed;
+    SecretService::use(Prompts::none, [&](SecretService&) {
+      EXPECT_EQ(
+          std::async(std::launch::async, [&] { return WordStore(root / "other").add("genp"); })
+              .get(),
+          0);
+      removed =
+          std::async(std::launch::async, [&] { return store.removeSlot(KeySlot::secretService); });
+      EXPECT_TRUE(until([&] { return slotsOf(store) == "f"; }));
+      EXPECT_EQ(open.update("genp", "v_Data='new"), errSecSuccess);
+    });
+    EXPECT_EQ(removed.get(), errSecSuccess);
+  });
+  expectKeys(0);
+  EXPECT_EQ(slotsOf(KeychainStore({.folder = root / "other"})), "f");
+  expectRead("new");
+}
+
+TEST_F(SecretServiceKey, OfMakersOfOneStoreIsKeptForOneOnly) {
+  for (guint round = 1; round <= 5 && !HasFailure(); ++round) {
+    inProcesses(4, [&](int number) {
+      EXPECT_EQ(WordStore(folder).add(named(number) + " v_Data='v"), errSecSuccess);
+    });
+    expectKeys(round);
+    for (int number = 0; number < 4; ++number) {
+      inProcesses(1, [&](int) { EXPECT_EQ(WordStore(folder).read(named(number)), "v"); });
+    }
+    root.run("rm -r keychain");
+  }
+}
+
+TEST_F(SecretServiceKey, GoesAgainWhereItsSlotCannotBeWritten) {
+  const auto full = [&](const auto& work) {
+    inProcesses(1, [&](int) {
+      const rlimit limit = {.rlim_cur = 100, .rlim_max = 100};
+      ::signal(SIGXFSZ, SIG_IGN);
+      EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+      EXPECT_NE(work(), errSecSuccess);
+    });
+    expectKeys(0);
+  };
+  full([&] { return WordStore(folder).add("genp"); });
+  makeStore(KeySlot::file);
+  full([&] { return KeychainStore({.folder = folder}).addSlot(KeySlot::secretService); });
+  expectRead("v");
 }
 
 // How a store is made, the rows one after the other, and its slots then.

@@ -128,7 +128,7 @@ TEST_F(Administration, ChangesSlotsOrLeavesAllAsItIs) {
   EXPECT_EQ(
       root.run("ls keychain; stat -c %a keychain/keychain.key"),
       "keychain.count\nkeychain.db\nkeychain.db-shm\nkeychain.db-wal\nkeychain.key\nkeychain.lock\n"
-      "600\n");
+      "keychain.slots\n600\n");
   EXPECT_THAT(root.run("cat keychain/*"),
               Not(HasSubstr(std::string(Bytes(fromHex(wrapped)).text()))));
   EXPECT_EQ(open.update("genp", "v_Data='new"), errSecSuccess);
@@ -348,7 +348,8 @@ TEST_F(Administration, LeavesAllAsItIsWhenTheDiskFails) {
     EXPECT_EQ(open.read("genp"), "v");
     const auto state = [&] {
       return slotsOf(open.store) +
-             root.run("ls . keychain; cat keychain/*.db keychain/*.key 2>&- | cksum");
+             root.run(
+                 "ls -I keychain.slots . keychain; cat keychain/*.db keychain/*.key 2>&- | cksum");
     };
     const std::string before = state();
     inProcesses(1, [&](int) {
