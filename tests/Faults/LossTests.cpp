@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "tests/Support/Store.h"
 #include "tests/Support/StoreFiles.h"
 
@@ -106,7 +108,10 @@ TEST_F(Losses, OfABackupThatWasPutBackAreNoticedToo) {
   EXPECT_EQ(KeychainStore({.folder = root / "cut"}).status().lostChanges, 1);
 }
 
-// The index of the log is rebuilt from what is left of it while the store is open.
+// Makes those who have the store open read the log anew: its index is lost.
+const std::string beforeReading =
+    "; dd if=/dev/zero of=keychain.db-shm bs=136 count=1 conv=notrunc status=none";
+
 TEST_F(Losses, BeneathAnOpenStoreAreNoticedByIt) {
   for (const char* commands : {"truncate -s 0 *-wal", "truncate -s -1 *-wal", "put 100 *-wal"}) {
     for (const bool isFound : {true, false}) {
@@ -114,13 +119,48 @@ TEST_F(Losses, BeneathAnOpenStoreAreNoticedByIt) {
       renew();
       const WordStore open(folder);
       EXPECT_EQ(open.read(named(7)), "v");
-      root.run("cd keychain; " + put + commands +
-               "; dd if=/dev/zero of=keychain.db-shm bs=136 count=1 conv=notrunc status=none");
+      root.run("cd keychain; " + put + commands + beforeReading);
       EXPECT_EQ(open.read(named(isFound ? 0 : 7)), invalid);
       EXPECT_EQ(open.update(named(0), "v_Data='new"), errSecInvalidKeychain);
       EXPECT_EQ(KeychainStore({.folder = folder}).acceptLoss(), errSecSuccess);
-      EXPECT_EQ(WordStore(folder).read(named(0)), "v");
+      EXPECT_EQ(open.update(named(0), "v_Data='new"), errSecSuccess);
+      EXPECT_EQ(WordStore(folder).read(named(0)), "new");
     }
+  }
+}
+
+// What has become of a store that is open, and how it is mended.
+struct Mending {
+  const char* name;
+  const char* damage;
+  std::function<void(const KeychainStore&)> mend;
+};
+
+TEST_F(Losses, AreOverWithoutAskingForThePassphraseBefore) {
+  addCheapPassphrase(folder);
+  EXPECT_EQ(WordStore(folder).remove(named(7)), errSecSuccess);  // and folds the log
+  root.run("rm -r kept keychain/keychain.key; cp -a keychain kept");
+  const auto accept = [](const KeychainStore& store) { EXPECT_EQ(store.acceptLoss(), 0); };
+  const Mending mendings[] = {
+      {"accepted here", "truncate -s 0 *-wal", accept},
+      {"accepted elsewhere", "truncate -s 0 *-wal",
+       [&](const KeychainStore&) {
+         inProcesses(1, [&](int) { accept(KeychainStore({.folder = folder})); });
+       }},
+      {"database put back", "put 20480 keychain.db",
+       [this](const KeychainStore&) { root.run("cp kept/keychain.db keychain"); }}};
+  for (const Mending& row : mendings) {
+    SCOPED_TRACE(row.name);
+    renew();
+    int asked = 0;
+    const WordStore open(folder, [&asked] { return ++asked, "p"; });
+    EXPECT_EQ(open.update(named(6), "v_Data='w"), errSecSuccess);
+    root.run("cd keychain; " + put + row.damage + beforeReading);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(open.read("genp"), invalid);
+    EXPECT_EQ(asked, 1);
+    row.mend(open.store);
+    EXPECT_THAT(open.read(named(6)), AnyOf("v", "w"));
+    EXPECT_EQ(asked, 2);
   }
 }
 

@@ -19,8 +19,8 @@ std::string absolute(const std::string& path) {
 
 }  // namespace
 
-// Keeps the store open, and opens it again in a child process, and when the file has been
-// replaced.
+// Keeps the store open, and opens it again in a child process, when the file has been replaced, and
+// when it was damaged.
 class StoreKeeper {
  public:
   explicit StoreKeeper(KeychainStoreOptions options) : options_(std::move(options)) {
@@ -68,37 +68,63 @@ class StoreKeeper {
     const std::uint64_t fork = forkNumber();
     std::mutex opening;
     std::shared_ptr<OpenStore> store;
+    bool wasDamaged = false;
   };
 
   template <typename Operation>
   void read(const Operation& operation) {
-    const std::shared_ptr<OpenStore> store = opened();
-    const DatabaseUse use;
-    guarded(*store, [&] { store->counter.whileNoneIsLost([&] { operation(*store); }); });
+    use([&](OpenStore& store) {
+      const DatabaseUse use;
+      guarded(store, [&] { store.counter.whileNoneIsLost([&] { operation(store); }); });
+    });
   }
 
   // On a full disk the log is folded first, which gives its room back.
   template <typename Operation>
   void change(const Operation& operation) {
-    const std::shared_ptr<OpenStore> store = opened();
-    const StoreChange change(*store);
-    const auto run = [&] { change.run([&] { operation(*store->items); }); };
-    if (const OSStatus status = statusOf(run); status == errSecDiskFull) {
-      store->database.foldLogSoon();
-      run();
-    } else {
-      ensure(status == errSecSuccess, status);
-    }
-    store->database.foldLongLog();
+    use([&](OpenStore& store) {
+      const StoreChange change(store);
+      const auto run = [&] { change.run([&] { operation(*store.items); }); };
+      if (const OSStatus status = statusOf(run); status == errSecDiskFull) {
+        store.database.foldLogSoon();
+        run();
+      } else {
+        ensure(status == errSecSuccess, status);
+      }
+      store.database.foldLongLog();
+    });
   }
 
+  // A damaged store is closed: open it would keep SQLite from reading the log anew, also for those
+  // who mend it.
+  template <typename Operation>
+  void use(const Operation& operation) {
+    const std::shared_ptr<OpenStore> store = opened();
+    try {
+      operation(*store);
+    } catch (const ItemFailure&) {
+      if (store->isDamaged) letGoOf(store);
+      throw;
+    }
+  }
+
+  // After damage nobody is asked for the key before all is sound.
   std::shared_ptr<OpenStore> opened() {
     PerProcess& own = ofThisProcess();
     const std::lock_guard lock(own.opening);
     if (own.store && own.store->isInPlace()) return own.store;
     own.store.reset();
-    own.store = openStore(options_);
+    own.store = openStore(options_, own.wasDamaged ? LookAt::allOfIt : LookAt::itsBeginning);
+    own.wasDamaged = false;
     return own.store;
+  }
+
+  void letGoOf(const std::shared_ptr<OpenStore>& damaged) {
+    PerProcess& own = ofThisProcess();
+    const std::lock_guard lock(own.opening);
+    if (own.store != damaged) return;
+    own.store.reset();
+    own.wasDamaged = true;
   }
 
   PerProcess& ofThisProcess() {

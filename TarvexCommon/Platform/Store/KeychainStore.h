@@ -122,8 +122,8 @@ class TARVEX_EXPORT KeychainStore {
   OSStatus removeSlot(KeySlot slot) const;
 
   // Goes on with a store that has lost its latest changes, as it was before them: until then it
-  // answers `errSecInvalidKeychain` and is left as it is. Services that found it so go on answering
-  // that; new ones do not. Does nothing with a store that has lost nothing.
+  // answers `errSecInvalidKeychain` and is left as it is. Services that found it so go on with it
+  // too. Does nothing with a store that has lost nothing.
   OSStatus acceptLoss() const;
 
   // Writes the database as it is now to a new file, while others go on using it; asks for no

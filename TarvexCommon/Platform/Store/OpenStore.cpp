@@ -170,6 +170,11 @@ NewSlot firstSlot(const KeychainStoreOptions& options, const Data& id, User& use
   }
 }
 
+void ensureSound(const OpenStore& store) {
+  const DatabaseUse use;
+  ensure(store.database.isSound(), errSecInvalidKeychain);
+}
+
 // Where somebody else makes one meanwhile that one is opened.
 OwnedStore makeAndOpen(const StoreFolder& folder, const KeychainStoreOptions& options, User& user) {
   const Data id = randomBytes(idSize);
@@ -181,12 +186,13 @@ OwnedStore makeAndOpen(const StoreFolder& folder, const KeychainStoreOptions& op
 
 }  // namespace
 
-OwnedStore openStore(const KeychainStoreOptions& options) {
+OwnedStore openStore(const KeychainStoreOptions& options, LookAt first) {
   const StoreFolder folder(options.folder);
   User user(options.passphrase, options.mayPrompt);
   OwnedStore store =
       folder.has(storeFile) ? openLocked(folder, [] {}) : makeAndOpen(folder, options, user);
   ensure(!store->isDamaged, errSecInvalidKeychain);
+  if (first == LookAt::allOfIt) ensureSound(*store);
   store->openItems(store->slots, user);
   return store;
 }

@@ -1,6 +1,7 @@
 // An open store: its folder, its file and its items. Internal.
 #pragma once
 
+#include <atomic>
 #include <concepts>
 #include <cstdint>
 #include <memory>
@@ -37,7 +38,7 @@ struct OpenStore {
   const Data id;         // the store's own, for life
   const KeySlots slots;  // when it was opened
   std::optional<SealedItems> items;
-  bool isDamaged = lostChanges.has_value();
+  std::atomic<bool> isDamaged = lostChanges.has_value();
 };
 
 // Folds the log into the file, if that is still in place and the folder's lock can be had within
@@ -49,8 +50,11 @@ struct CloseStore {
 // Returns whether there is a store, or something that bars its place.
 bool hasStore(const KeychainStoreOptions& options);
 
+// How much of a store is looked at before its key is asked for.
+enum class LookAt { itsBeginning, allOfIt };
+
 // Opens the store of a folder, which is made first where there is none.
-std::unique_ptr<OpenStore, CloseStore> openStore(const KeychainStoreOptions& options);
+std::unique_ptr<OpenStore, CloseStore> openStore(const KeychainStoreOptions& options, LookAt first);
 
 // Open the store of a folder without its items. Throw `errSecNotAvailable` where there is none;
 // the second also opens one that has lost changes.
