@@ -62,6 +62,9 @@ class SealingKey {
 
   Bytes bytes() const noexcept { return {bytes_.get(), size}; }
 
+  // Locks its page once more: a child process has it unlocked at first. For a handler of forks too.
+  void lockPage() const noexcept;
+
  private:
   struct Release {
     void operator()(std::uint8_t* bytes) const noexcept;

@@ -97,9 +97,11 @@ SealingKey::SealingKey() {
   void* page = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   ensureDone(page != MAP_FAILED);
   bytes_.reset(static_cast<std::uint8_t*>(page));
-  (void)mlock(page, size);
+  lockPage();
   (void)madvise(page, size, MADV_DONTDUMP);
 }
+
+void SealingKey::lockPage() const noexcept { (void)mlock(bytes_.get(), size); }
 
 SealingKey::SealingKey(Bytes bytes) : SealingKey() {
   std::copy_n(bytes.begin(), size, bytes_.get());

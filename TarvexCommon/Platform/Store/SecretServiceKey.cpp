@@ -1,5 +1,7 @@
 #include "TarvexCommon/Platform/Store/SecretServiceKey.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <atomic>
 #include <optional>
@@ -28,6 +30,10 @@ struct ReadKey {
 
 std::atomic<const ReadKey*> lastRead = nullptr;
 
+void lockPagesOfChild() {
+  for (const ReadKey* read = lastRead; read != nullptr; read = read->before) read->key.lockPage();
+}
+
 const ReadKey* lastReadOf(Bytes storeID) {
   const ReadKey* read = lastRead;
   while (read != nullptr && !std::ranges::equal(read->storeID, storeID)) read = read->before;
@@ -35,6 +41,8 @@ const ReadKey* lastReadOf(Bytes storeID) {
 }
 
 void remember(Bytes storeID, const SealingKey& key) {
+  static const int registered = pthread_atfork(nullptr, nullptr, lockPagesOfChild);
+  (void)registered;
   const ReadKey* known = lastReadOf(storeID);
   if (known != nullptr && std::ranges::equal(known->key.bytes(), key.bytes())) return;
   auto* read = new ReadKey{toData(storeID), SealingKey(key.bytes()), lastRead};

@@ -9,6 +9,7 @@
 #include <sys/resource.h>
 
 #include <csignal>
+#include <fstream>
 #include <functional>
 #include <future>
 
@@ -75,6 +76,15 @@ void alterAttribute(SecretItem* item, const char* name, const char* text) {
   g_hash_table_insert(attributes, g_strdup(name), g_strdup(text));
   EXPECT_TRUE(secret_item_set_attributes_sync(item, nullptr, attributes, nullptr, nullptr));
   g_hash_table_unref(attributes);
+}
+
+// Returns whether some memory of this process is kept from being swapped out.
+bool hasLockedMemory() {
+  std::ifstream status("/proc/self/status");
+  std::string line;
+  while (std::getline(status, line) && !line.starts_with("VmLck:")) {
+  }
+  return !line.ends_with(" 0 kB");
 }
 
 class SecretServiceKey : public StoreTest {
@@ -377,7 +387,11 @@ TEST_F(SecretServiceKey, IsInheritedByAChild) {
   inProcesses(1, [&](int) {
     const WordStore store(folder);
     EXPECT_EQ(store.read("genp"), "v");
-    Process child([&] { EXPECT_EQ(store.read("genp"), "v"); });
+    const bool isLocked = hasLockedMemory();
+    Process child([&] {
+      EXPECT_EQ(hasLockedMemory(), isLocked);
+      EXPECT_EQ(store.read("genp"), "v");
+    });
     EXPECT_TRUE(child.succeeds());
     Process other([&] {
       EXPECT_EQ(KeychainStore({.folder = root / "other", .firstSlot = KeySlot::secretService})
