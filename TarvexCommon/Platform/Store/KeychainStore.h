@@ -45,11 +45,13 @@ struct KeychainStoreOptions {
 
   // What a new store opens by. When it is not said: the passphrase, if there is somebody to ask for
   // it; or else the desktop's Secret Service, where it answers and its default collection is
-  // unlocked; or else a key file. A store that is there has the slots that it has.
+  // unlocked already, whatever `mayPrompt` says; or else a key file. A store that is there has the
+  // slots that it has.
   std::optional<KeySlot> firstSlot = {};
 
-  // Whether the desktop may ask the user to unlock its keyring, for which the operation then waits,
-  // up to two minutes. Otherwise a locked one is answered with `errSecInteractionNotAllowed`.
+  // Whether the desktop may ask the user to unlock its keyring where the store opens by it or is
+  // to, for which the operation then waits, up to two minutes. Otherwise a locked one is answered
+  // with `errSecInteractionNotAllowed`.
   bool mayPrompt = false;
 };
 
