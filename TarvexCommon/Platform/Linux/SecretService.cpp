@@ -17,8 +17,8 @@
 #include <utility>
 
 #include "TarvexCommon/Platform/ItemFailure.h"
+#include "TarvexCommon/Platform/Linux/Forks.h"
 #include "TarvexCommon/Platform/Linux/LibSecret.h"
-#include "TarvexCommon/Platform/Store/Database.h"
 
 namespace tarvex {
 namespace {
@@ -199,7 +199,7 @@ Wiped<Data> valueOf(SecretItem* item) {
 std::string labelOf(SecretItem* item) {
   char* label = libsecret().secret_item_get_label(item);
   std::string copy = label == nullptr ? "" : label;
-  (libsecret().g_free)(label);  // a macro by now
+  (libsecret().g_free)(label);  // in parentheses: of late GLib has a macro `g_free(mem)`
   return copy;
 }
 

@@ -3,12 +3,12 @@
 #include <pthread.h>
 
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <set>
 
 #include "TarvexCommon/Platform/ItemFailure.h"
+#include "TarvexCommon/Platform/Linux/Forks.h"
 #include "TarvexCommon/Platform/Store/ByteCoding.h"
 #include "TarvexCommon/Platform/Store/PageChecks.h"
 #include "TarvexCommon/Platform/Store/StoreFolder.h"
@@ -56,23 +56,12 @@ void ensureDone(int code, sqlite3* database) {
   if (code != SQLITE_OK) throw ItemFailure{statusOfCode(code, database)};
 }
 
-std::mutex& useOfDatabases();
-
-// Kept by every fork from the first use on.
-std::atomic<std::uint64_t>& forks() {
-  static std::atomic<std::uint64_t> count = 0;
-  static const int registered =
-      pthread_atfork([] { useOfDatabases().lock(); }, [] { useOfDatabases().unlock(); },
-                     [] {
-                       useOfDatabases().unlock();
-                       ++count;
-                     });
-  (void)registered;
-  return count;
-}
-
+// Every fork waits for it, from the first use on.
 std::mutex& useOfDatabases() {
   static std::mutex mutex;
+  constexpr auto release = [] { mutex.unlock(); };
+  static const int registered = pthread_atfork([] { mutex.lock(); }, release, release);
+  (void)registered;
   return mutex;
 }
 
@@ -105,8 +94,6 @@ void closeThoseOfParent() {
 }
 
 }  // namespace
-
-std::uint64_t forkNumber() { return forks(); }
 
 DatabaseUse::DatabaseUse() : lock_(useOfDatabases()) {}
 
@@ -241,9 +228,9 @@ sqlite3_file& Database::file() const {
 }
 
 void Database::ensureReadRight() const {
-  if (!tookWrongPage(file())) return;
+  if (!takeWrongPageRead(file())) return;
   ensure(isSound(), errSecInvalidKeychain);
-  tookWrongPage(file());  // those that were read just now
+  takeWrongPageRead(file());  // those that were read just now
 }
 
 // A page that cannot be read is among what it finds, and no damage.

@@ -29,10 +29,6 @@ class DatabaseUse {
   std::lock_guard<std::mutex> lock_;
 };
 
-// Which fork this process is from: another number than in its parent. A process ID would not
-// do: a child in a namespace of its own may have its parent's.
-std::uint64_t forkNumber();
-
 // The rows of one run of a statement; when they go, the statement is free for the next.
 class Rows {
  public:

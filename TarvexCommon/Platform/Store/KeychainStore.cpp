@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "TarvexCommon/Platform/ItemKeeper.h"
+#include "TarvexCommon/Platform/Linux/Forks.h"
 #include "TarvexCommon/Platform/Store/OpenStore.h"
 #include "TarvexCommon/Platform/Store/StoreAdministration.h"
 

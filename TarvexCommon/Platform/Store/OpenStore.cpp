@@ -106,7 +106,7 @@ OpenStore::OpenStore(StoreFolder itsFolder)
 
 bool OpenStore::isInPlace() const { return folder.identityOf(storeFile) == fileIdentity; }
 
-bool isReadRight(const OpenStore& store, const ItemFailure& failure) {
+bool isSoundAfter(const OpenStore& store, const ItemFailure& failure) {
   if (failure.status == errSecDecode) return store.database.isSound();
   return statusOf([&store] { store.database.ensureReadRight(); }) == errSecSuccess;
 }

@@ -65,8 +65,9 @@ std::unique_ptr<OpenStore, CloseStore> openWithLosses(const KeychainStoreOptions
 // `DatabaseUse`.
 std::int64_t formatVersionIn(const StoreFolder& folder);
 
-// Returns whether what has failed was not misled by a damaged structure.
-bool isReadRight(const OpenStore& store, const ItemFailure& failure);
+// Returns whether the structure of a store is sound in which an operation has failed; reads as much
+// of it as the failure gives reason to.
+bool isSoundAfter(const OpenStore& store, const ItemFailure& failure);
 
 // Runs an operation on an open store, within a `DatabaseUse`. Looks at the whole file when
 // something in it is wrong; a damaged one is left alone.
@@ -77,7 +78,7 @@ void guarded(OpenStore& store, const Operation& operation) {
     operation();
     store.database.ensureReadRight();
   } catch (const ItemFailure& failure) {
-    store.isDamaged = failure.status == errSecInvalidKeychain || !isReadRight(store, failure);
+    store.isDamaged = failure.status == errSecInvalidKeychain || !isSoundAfter(store, failure);
     ensure(!store.isDamaged, errSecInvalidKeychain);
     throw;
   }

@@ -13,7 +13,7 @@ namespace {
 using Page = std::span<const std::uint8_t, pageSize>;
 
 struct CheckedFile : LayerFile {
-  bool tookWrong;
+  bool hasReadWrongPage;
 };
 
 // Each step is reversible in the word and in what came before: a change within one word is
@@ -52,8 +52,7 @@ int readPage(sqlite3_file* file, void* to, int size, sqlite3_int64 at) {
   const bool isRead = code == SQLITE_OK || code == SQLITE_IOERR_SHORT_READ;  // then zeros follow
   if (!isRead || !isPage(size, at)) return code;
   const Page page(static_cast<const std::uint8_t*>(to), pageSize);
-  auto& tookWrong = static_cast<CheckedFile*>(file)->tookWrong;
-  tookWrong = tookWrong || !isRight(page, numberAt(at));
+  if (!isRight(page, numberAt(at))) static_cast<CheckedFile*>(file)->hasReadWrongPage = true;
   return code;
 }
 
@@ -74,7 +73,7 @@ int openChecked(sqlite3_vfs* layer, const char* name, sqlite3_file* file, int fl
     methods.xWrite = writePage;
     return methods;
   }();
-  static_cast<CheckedFile*>(file)->tookWrong = false;
+  static_cast<CheckedFile*>(file)->hasReadWrongPage = false;
   const bool isDatabase = (flags & SQLITE_OPEN_MAIN_DB) != 0;
   return openLayerFile(layer, name, file, flags, outFlags, isDatabase ? checking : passingFile);
 }
@@ -93,8 +92,8 @@ const char* checkingLayer() {
   return name;
 }
 
-bool tookWrongPage(sqlite3_file& file) {
-  return std::exchange(static_cast<CheckedFile&>(file).tookWrong, false);
+bool takeWrongPageRead(sqlite3_file& file) {
+  return std::exchange(static_cast<CheckedFile&>(file).hasReadWrongPage, false);
 }
 
 void putPageChecks(std::span<std::uint8_t> file) {

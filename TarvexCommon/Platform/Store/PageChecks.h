@@ -18,9 +18,9 @@ inline constexpr std::size_t pageCheckSize = 8;  // what SQLite has to leave fre
 // Returns the name of the SQLite layer that writes and compares the checksums.
 const char* checkingLayer();
 
-// Returns whether a file that was opened by that layer has read a page without its checksum since
-// this was asked last.
-bool tookWrongPage(sqlite3_file& file);
+// Returns whether a file that was opened by that layer has read a page without its checksum, and
+// forgets it.
+bool takeWrongPageRead(sqlite3_file& file);
 
 // Puts the checksums into the bytes of a whole file.
 void putPageChecks(std::span<std::uint8_t> file);
