@@ -104,12 +104,6 @@ bool isAlgorithmSupported(const SecKeyRef& key, SecKeyOperationType operation,
          opened(key).isPrivate() == (operation == kSecKeyOperationTypeSign);
 }
 
-Scalar toScalar(const BIGNUM* number) {
-  Scalar bytes;
-  BN_bn2binpad(number, bytes.data(), static_cast<int>(bytes.size()));
-  return bytes;
-}
-
 SecKeyResult<Data> createSignature(const SecKeyRef& key, SecKeyAlgorithm algorithm, Bytes msg) {
   if (!isAlgorithmSupported(key, kSecKeyOperationTypeSign, algorithm)) {
     return SecKeyFailure{"the key cannot sign with this algorithm"};

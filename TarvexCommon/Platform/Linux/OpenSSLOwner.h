@@ -26,8 +26,8 @@ Object* allocated(Object* object) {
   return object;
 }
 
-// Throws `std::bad_alloc` unless `status` is that of success: with arguments that are right, what
-// OpenSSL calculates fails for want of memory only.
+// Throws `std::bad_alloc` unless `status` is 1, that of success: with arguments that are right,
+// what OpenSSL and the kernel do here fails for want of memory, or of randomness, only.
 inline void completed(int status) {
   if (status != 1) throw std::bad_alloc();
 }

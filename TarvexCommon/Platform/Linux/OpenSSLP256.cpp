@@ -3,7 +3,6 @@
 #include <openssl/obj_mac.h>
 
 #include <algorithm>
-#include <new>
 
 namespace tarvex {
 namespace {
@@ -38,6 +37,12 @@ PrivateScalar privateScalar(Bytes scalar) {
       allocated(BN_bin2bn(scalar.data(), static_cast<int>(scalar.size()), nullptr)));
 }
 
+Scalar toScalar(const BIGNUM* number) {
+  Scalar bytes;
+  BN_bn2binpad(number, bytes.data(), static_cast<int>(bytes.size()));
+  return bytes;
+}
+
 P256Point decodedPoint(Bytes encoded) {
   P256Point point = newPoint();
   const OpenSSLErrorMark mark;
@@ -48,10 +53,8 @@ P256Point decodedPoint(Bytes encoded) {
 
 Data encodedPoint(const EC_POINT* point) {
   Data bytes(p256PointSize);
-  if (EC_POINT_point2oct(p256(), point, POINT_CONVERSION_UNCOMPRESSED, bytes.data(), bytes.size(),
-                         nullptr) != bytes.size()) {
-    throw std::bad_alloc();
-  }
+  completed(EC_POINT_point2oct(p256(), point, POINT_CONVERSION_UNCOMPRESSED, bytes.data(),
+                               bytes.size(), nullptr) == bytes.size());
   return bytes;
 }
 

@@ -36,6 +36,9 @@ const EC_GROUP* p256();
 P256Point newPoint();
 PrivateScalar privateScalar(Bytes scalar);
 
+// The number is not negative and below 2^256.
+Scalar toScalar(const BIGNUM* number);
+
 // Returns null when the bytes are no point of the curve, in any form that OpenSSL reads.
 P256Point decodedPoint(Bytes encoded);
 

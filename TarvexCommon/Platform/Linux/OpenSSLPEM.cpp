@@ -47,19 +47,16 @@ std::optional<std::vector<PEMBlock>> readPEM(Bytes text) {
   std::vector<PEMBlock> blocks;
   if (text.empty() || text.size() > std::numeric_limits<int>::max()) return blocks;
   const OpenSSLErrorMark mark;
-  const Stream stream(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
-  if (!stream) throw std::bad_alloc();
+  const Stream stream(allocated(BIO_new_mem_buf(text.data(), static_cast<int>(text.size()))));
   while (auto block = nextBlock(stream.get())) blocks.push_back(std::move(*block));
   if (!hasReachedEnd()) return std::nullopt;
   return blocks;
 }
 
 std::string writePEM(const char* label, Bytes bytes) {
-  const Stream stream(BIO_new(BIO_s_mem()));
+  const Stream stream(allocated(BIO_new(BIO_s_mem())));
   const auto size = static_cast<long>(bytes.size());
-  if (!stream || PEM_write_bio(stream.get(), label, "", bytes.data(), size) == 0) {
-    throw std::bad_alloc();
-  }
+  completed(PEM_write_bio(stream.get(), label, "", bytes.data(), size) != 0);
   char* text = nullptr;
   const long length = BIO_get_mem_data(stream.get(), &text);
   return {text, static_cast<std::size_t>(length)};

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <new>
 #include <span>
 #include <string>
 
@@ -24,16 +23,10 @@ using MacContext = OpenSSLOwner<EVP_MAC_CTX, EVP_MAC_CTX_free>;
 using Kdf = OpenSSLOwner<EVP_KDF, EVP_KDF_free>;
 using KdfContext = OpenSSLOwner<EVP_KDF_CTX, EVP_KDF_CTX_free>;
 
-// What is asked of OpenSSL here fails where it has no memory left, or no randomness: nothing
-// that a caller could tell apart.
-void ensureDone(bool succeeded) {
-  if (!succeeded) throw std::bad_alloc();
-}
-
 // The kernel's randomness: no child process can repeat its parent's, and it is there until the
 // process is gone.
 void fillRandomly(std::span<std::uint8_t> bytes) {
-  ensureDone(getrandom(bytes.data(), bytes.size(), 0) == std::ssize(bytes));
+  completed(getrandom(bytes.data(), bytes.size(), 0) == std::ssize(bytes));
 }
 
 int sizeOf(Bytes bytes) { return static_cast<int>(bytes.size()); }
@@ -49,8 +42,8 @@ OSSL_PARAM digestParameter(const char* name) {
 
 Cipher cipher(const SealingKey& key, int encrypts) {
   Cipher context(EVP_CIPHER_CTX_new());
-  ensureDone(context && EVP_CipherInit_ex(context.get(), EVP_aes_256_gcm(), nullptr,
-                                          key.bytes().data(), nullptr, encrypts) == 1);
+  completed(context && EVP_CipherInit_ex(context.get(), EVP_aes_256_gcm(), nullptr,
+                                         key.bytes().data(), nullptr, encrypts) == 1);
   return context;
 }
 
@@ -95,7 +88,7 @@ void SealingKey::Release::operator()(std::uint8_t* bytes) const noexcept {
 // Where no more memory may be locked the key is at least in no core dump.
 SealingKey::SealingKey() {
   void* page = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  ensureDone(page != MAP_FAILED);
+  completed(page != MAP_FAILED);
   bytes_.reset(static_cast<std::uint8_t*>(page));
   lockPage();
   (void)madvise(page, size, MADV_DONTDUMP);
@@ -118,8 +111,8 @@ SealingKey SealingKey::stretched(std::string_view passphrase, Bytes salt, std::u
   constexpr std::uint64_t p = 1;
   SealingKey key;
   const std::uint64_t memory = 128 * r * (cost + p + 2);
-  ensureDone(EVP_PBE_scrypt(passphrase.data(), passphrase.size(), salt.data(), salt.size(), cost, r,
-                            p, memory, key.bytes_.get(), size) == 1);
+  completed(EVP_PBE_scrypt(passphrase.data(), passphrase.size(), salt.data(), salt.size(), cost, r,
+                           p, memory, key.bytes_.get(), size) == 1);
   return key;
 }
 
@@ -130,7 +123,7 @@ SealingKey SealingKey::derived(std::string_view purpose) const {
       digestParameter(OSSL_KDF_PARAM_DIGEST), bytesParameter(OSSL_KDF_PARAM_KEY, bytes()),
       bytesParameter(OSSL_KDF_PARAM_INFO, purpose), OSSL_PARAM_construct_end()};
   SealingKey key;
-  ensureDone(context && EVP_KDF_derive(context.get(), key.bytes_.get(), size, parameters) == 1);
+  completed(context && EVP_KDF_derive(context.get(), key.bytes_.get(), size, parameters) == 1);
   return key;
 }
 
@@ -151,9 +144,9 @@ Data Sealer::seal(Bytes plain, Bytes context) const {
   std::uint8_t* const text = sealed.data() + nonceSize;
   std::uint8_t* const tag = text + plain.size();
   int length = 0;
-  ensureDone(begin(gcm, sealed, context) && update(gcm, plain, text) &&
-             EVP_EncryptFinal_ex(gcm, tag, &length) == 1 &&
-             EVP_CIPHER_CTX_ctrl(gcm, EVP_CTRL_AEAD_GET_TAG, tagSize, tag) == 1);
+  completed(begin(gcm, sealed, context) && update(gcm, plain, text) &&
+            EVP_EncryptFinal_ex(gcm, tag, &length) == 1 &&
+            EVP_CIPHER_CTX_ctrl(gcm, EVP_CTRL_AEAD_GET_TAG, tagSize, tag) == 1);
   return sealed;
 }
 
@@ -166,8 +159,8 @@ std::optional<Data> Sealer::open(Bytes sealed, Bytes context) const {
   std::ranges::copy(sealed.last(tagSize), tag.begin());
   Data plain(text.size());
   int length = 0;
-  ensureDone(begin(gcm, sealed, context) && update(gcm, text, plain.data()) &&
-             EVP_CIPHER_CTX_ctrl(gcm, EVP_CTRL_AEAD_SET_TAG, tagSize, tag.data()) == 1);
+  completed(begin(gcm, sealed, context) && update(gcm, text, plain.data()) &&
+            EVP_CIPHER_CTX_ctrl(gcm, EVP_CTRL_AEAD_SET_TAG, tagSize, tag.data()) == 1);
   std::uint8_t rest = 0;
   if (EVP_DecryptFinal_ex(gcm, &rest, &length) == 1) return plain;
   wipe(plain);
@@ -183,8 +176,8 @@ KeyedHash::KeyedHash(const SealingKey& key) : state_(new State) {
   state_->mac.reset(EVP_MAC_CTX_new(hmac.get()));
   const OSSL_PARAM parameters[] = {digestParameter(OSSL_MAC_PARAM_DIGEST),
                                    OSSL_PARAM_construct_end()};
-  ensureDone(state_->mac && EVP_MAC_init(state_->mac.get(), key.bytes().data(), SealingKey::size,
-                                         parameters) == 1);
+  completed(state_->mac &&
+            EVP_MAC_init(state_->mac.get(), key.bytes().data(), SealingKey::size, parameters) == 1);
 }
 KeyedHash::~KeyedHash() = default;
 KeyedHash::KeyedHash(KeyedHash&&) noexcept = default;
@@ -195,11 +188,11 @@ KeyedHash::Value KeyedHash::of(std::string_view kind, Bytes text) const {
   constexpr std::uint8_t separator = 0;
   std::array<std::uint8_t, 32> digest;
   std::size_t length = 0;
-  ensureDone(EVP_MAC_init(mac, nullptr, 0, nullptr) == 1 &&
-             EVP_MAC_update(mac, kindBytes.data(), kindBytes.size()) == 1 &&
-             EVP_MAC_update(mac, &separator, 1) == 1 &&
-             EVP_MAC_update(mac, text.data(), text.size()) == 1 &&
-             EVP_MAC_final(mac, digest.data(), &length, digest.size()) == 1);
+  completed(EVP_MAC_init(mac, nullptr, 0, nullptr) == 1 &&
+            EVP_MAC_update(mac, kindBytes.data(), kindBytes.size()) == 1 &&
+            EVP_MAC_update(mac, &separator, 1) == 1 &&
+            EVP_MAC_update(mac, text.data(), text.size()) == 1 &&
+            EVP_MAC_final(mac, digest.data(), &length, digest.size()) == 1);
   Value value;
   std::copy_n(digest.begin(), value.size(), value.begin());
   return value;

@@ -87,12 +87,6 @@ void assign(BIGNUM* number, const Limbs& limbs) {
   allocated(BN_bin2bn(bytes.data(), static_cast<int>(bytes.size()), number));
 }
 
-Limbs toLimbs(const BIGNUM* number) {
-  Scalar bytes;
-  BN_bn2binpad(number, bytes.data(), static_cast<int>(bytes.size()));
-  return toLimbs(bytes);
-}
-
 // Whether r Z^2 is X modulo p, for `r` or for r + n where that is below p.
 bool isX(const Limbs& x, const Limbs& z, Limbs r) {
   const Limbs zSquared = product(z, z, primeLimbs);
@@ -108,10 +102,10 @@ bool sumHasX(const Limbs& r, VerificationWork& work) {
   if (EC_POINT_is_at_infinity(p256(), work.sum.get()) == 1) return false;
   completed(EC_POINT_get_Jprojective_coordinates_GFp(p256(), work.sum.get(), work.x.get(), nullptr,
                                                      work.z.get(), work.context.get()));
-  return isX(toLimbs(work.x.get()), toLimbs(work.z.get()), r);
+  return isX(toLimbs(toScalar(work.x.get())), toLimbs(toScalar(work.z.get())), r);
 }
 
-void addWithoutTable(const EC_POINT* publicKey, VerificationWork& work) {
+void calculateSumWithoutTable(const EC_POINT* publicKey, VerificationWork& work) {
   completed(EC_POINT_mul(p256(), work.sum.get(), work.u1.get(), publicKey, work.u2.get(),
                          work.context.get()));
 }
@@ -123,9 +117,9 @@ bool isSignature(const SignatureNumbers& signature, const Scalar& digest, const 
   assign(work.u1.get(), product(toLimbs(digest), w, orderLimbs));
   assign(work.u2.get(), product(r, w, orderLimbs));
   if (table != nullptr) {
-    table->add(work);
+    table->calculateSum(work);
   } else {
-    addWithoutTable(publicKey, work);
+    calculateSumWithoutTable(publicKey, work);
   }
   return sumHasX(r, work);
 }
@@ -155,7 +149,7 @@ std::unique_ptr<const VerificationTable> VerificationTable::make(const EC_POINT*
                                                       VerificationTable(std::move(group)));
 }
 
-void VerificationTable::add(VerificationWork& work) const {
+void VerificationTable::calculateSum(VerificationWork& work) const {
   EC_POINT *sum = work.sum.get(), *product = work.product.get();
   BN_CTX* context = work.context.get();
   completed(EC_POINT_mul(p256(), sum, work.u1.get(), nullptr, nullptr, context));

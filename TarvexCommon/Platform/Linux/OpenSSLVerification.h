@@ -1,5 +1,5 @@
 // Verification of ECDSA signatures over P-256 (FIPS 186-4, 6.4), faster for a key that is used
-// often. All of it is public, so that nothing here takes the same time for all values. Internal.
+// often. Everything here is public, so nothing here runs in constant time. Internal.
 //
 // Where there is no memory left for a verification it throws `std::bad_alloc`: that is no answer.
 #pragma once
@@ -30,7 +30,7 @@ class VerificationTable {
   static std::unique_ptr<const VerificationTable> make(const EC_POINT* publicKey);
 
   // Calculates the sum u1 G + u2 Q, where Q is the public key.
-  void add(VerificationWork& work) const;
+  void calculateSum(VerificationWork& work) const;
 
  private:
   using Group = OpenSSLOwner<EC_GROUP, EC_GROUP_free>;
@@ -45,9 +45,9 @@ class VerificationTable {
 bool isSignature(const SignatureNumbers& signature, const Scalar& digest, const EC_POINT* publicKey,
                  const VerificationTable* table);
 
-// A public key that counts how often it verifies and makes its table when the time spent
-// without equals the table's price. May be used by several threads at once: one makes the
-// table, and the others go on without until it is there.
+// A public key that counts how often it verifies and makes its table when that has cost about as
+// much as the table does. May be used by several threads at once: one makes the table, and the
+// others go on without until it is there.
 class VerificationKey {
  public:
   static constexpr unsigned usesWithoutTable = 512;
