@@ -22,6 +22,9 @@
 #include "tests/Support/LongTests.h"
 #include "tests/Support/TemporaryFolder.h"
 
+// There where it is counted which lines run.
+extern "C" [[gnu::weak]] void __gcov_dump();
+
 namespace tarvex {
 
 // The item service of a new store. The function in `add` holds the folder, which is removed with
@@ -130,6 +133,7 @@ class Process {
     const int before = result->total_part_count();
     work();
     std::fflush(nullptr);
+    if (__gcov_dump != nullptr) __gcov_dump();
     ::_exit(result->total_part_count() > before ? 1 : 0);
   }
 

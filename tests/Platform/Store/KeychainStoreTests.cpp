@@ -1,6 +1,7 @@
 // What the keychain store keeps, refuses and notices.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <fstream>
@@ -10,6 +11,7 @@
 #include <tuple>
 
 #include "TarvexCommon/Platform/Memory/FixedClock.h"
+#include "TarvexCommon/Platform/Store/AttributeCoding.h"
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
 #include "tests/Support/ExampleKey.h"
 #include "tests/Support/InstalledServices.h"
@@ -142,6 +144,33 @@ TEST_F(Store, IsRefusedAndLeftAsItIs) {
       }
       EXPECT_EQ(snapshot(place), before);
     });
+  }
+}
+
+// It is there, so that nobody may be told that it is not.
+TEST_F(Store, IsNotReadByAProcessWithTooManyOpenFiles) {
+  EXPECT_EQ(WordStore(folder).add("genp v_Data='v"), errSecSuccess);
+  inProcesses(1, [&](int) {
+    std::string answer;
+    for (rlim_t files = 3; answer != "v" && files < 100; ++files) {
+      const rlimit limit = {.rlim_cur = files, .rlim_max = 100};
+      ::setrlimit(RLIMIT_NOFILE, &limit);
+      answer = WordStore(folder).read("genp");
+      EXPECT_THAT(answer, AnyOf("v", std::to_string(errSecIO))) << files;
+    }
+    EXPECT_EQ(answer, "v");
+  });
+}
+
+TEST(Attributes, AreReadInFullOrNotAtAll) {
+  for (const auto& each : {ItemValue(true), ItemValue(std::int64_t{7}), ItemValue("text"),
+                           ItemValue(toData("bytes")), ItemValue(Date())}) {
+    const ItemDictionary attributes = {{"name", each}};
+    const Data bytes = encoded(attributes);
+    EXPECT_EQ(decodedAttributes(bytes), attributes);
+    for (std::size_t size = 1; size < bytes.size(); ++size) {
+      EXPECT_EQ(decodedAttributes(Bytes(bytes).first(size)), std::nullopt) << size;
+    }
   }
 }
 
