@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tests/Support/Processes.h"
 #include "tests/Support/Random.h"
 #include "tests/Support/Store.h"
 

@@ -6,6 +6,7 @@
 
 #include "TarvexCommon/Keychain/KeychainPersistence.h"
 #include "tests/Support/InstalledServices.h"
+#include "tests/Support/Processes.h"
 #include "tests/Support/Random.h"
 #include "tests/Support/Store.h"
 

@@ -4,6 +4,7 @@
 
 #include <functional>
 
+#include "tests/Support/Processes.h"
 #include "tests/Support/Store.h"
 #include "tests/Support/StoreFiles.h"
 
@@ -127,6 +128,13 @@ TEST_F(Losses, BeneathAnOpenStoreAreNoticedByIt) {
       EXPECT_EQ(WordStore(folder).read(named(0)), "new");
     }
   }
+}
+
+TEST_F(Losses, OfTheDatabaseAreRefusedBeforeAnybodyIsAsked) {
+  root.run("rm keychain/keychain.db*");
+  int asked = 0;
+  EXPECT_EQ(WordStore(folder, [&asked] { return ++asked, "p"; }).read("genp"), invalid);
+  EXPECT_EQ(asked, 0);
 }
 
 // What has become of a store that is open, and how it is mended.

@@ -11,6 +11,7 @@
 #include "TarvexCommon/Platform/Services.h"
 #include "tests/Support/Desktop.h"
 #include "tests/Support/Items.h"
+#include "tests/Support/Processes.h"
 #include "tests/Support/Store.h"
 #include "tests/Support/Threads.h"
 #include "tests/Support/Vectors.h"

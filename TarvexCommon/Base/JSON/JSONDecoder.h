@@ -26,7 +26,8 @@ struct TARVEX_EXPORT JSONDecoder {
 
   DateDecodingStrategy dateDecodingStrategy = DateDecodingStrategy::deferredToDate();
 
-  // For a text with secrets: whether the decoder overwrites its own copies of it after use.
+  // For a text with secrets: whether the decoder overwrites its own copies of it after use, but for
+  // a text that is a number and nothing else.
   bool wipesWorkSpace = false;
 
   // Throws `DecodingError`: `dataCorrupted` with an empty path for a text that is

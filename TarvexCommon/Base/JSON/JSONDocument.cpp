@@ -161,11 +161,13 @@ std::size_t JSONDocument::capacity() const noexcept {
 }
 
 // A string takes five bytes in the parser's memory beside its own, and three in the text; the
-// parser has, and may use, a padding more.
+// parser has, and may use, a padding more. A value takes a word for each character at most, and the
+// document three.
 void JSONDocument::wipe() noexcept {
   const std::size_t read = std::min(size_, parser_.doc.capacity());
   if (read > 0) {
     explicit_bzero(parser_.doc.string_buf.get(), 5 * read / 3 + simdjson::SIMDJSON_PADDING);
+    explicit_bzero(parser_.doc.tape.get(), (read + 3) * sizeof(std::uint64_t));
   }
   explicit_bzero(text_.data(), text_.size());
 }

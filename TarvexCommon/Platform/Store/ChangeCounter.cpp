@@ -79,7 +79,7 @@ std::int64_t ChangeCounter::inDatabase() const {
 }
 
 std::int64_t ChangeCounter::count(std::int64_t before) const {
-  ensure(before < std::numeric_limits<std::int64_t>::max(), errSecInvalidKeychain);
+  ensure(before < std::numeric_limits<std::int64_t>::max(), errSecDiskFull);  // no number is left
   file_.makeUnlessThere();
   writeCount_.run(before + 1);
   return before + 1;

@@ -120,10 +120,11 @@ class StoreKeeper {
     return own.store;
   }
 
+  // Without waiting for those who open it: they may ask the user.
   void letGoOf(const std::shared_ptr<OpenStore>& damaged) {
     PerProcess& own = ofThisProcess();
-    const std::lock_guard lock(own.opening);
-    if (own.store != damaged) return;
+    const std::unique_lock lock(own.opening, std::try_to_lock);
+    if (!lock || own.store != damaged) return;
     own.store.reset();
     own.wasDamaged = true;
   }

@@ -39,10 +39,14 @@ void removeUnfinished(const StoreFolder& folder) {
   }
 }
 
+// Throws where there is a store, of which the main file is lost.
+void ensureNoneIsLost(const StoreFolder& folder) {
+  ensure(folder.sizeOf(logFile) == 0 && !folder.has(countFile), errSecInvalidKeychain);
+}
+
 // A new store appears under its name when all of it is on the disk.
 void makeStore(const StoreFolder& folder, const Data& id, NewSlot& firstSlot) {
-  ensure(folder.sizeOf(logFile) == 0 && !folder.has(countFile),
-         errSecInvalidKeychain);  // it is lost
+  ensureNoneIsLost(folder);
   removeUnfinished(folder);
   folder.makeEmpty(unfinishedFile);
   try {
@@ -175,6 +179,15 @@ void ensureSound(const OpenStore& store) {
   ensure(store.database.isSound(), errSecInvalidKeychain);
 }
 
+// Returns whether there is none, and none is lost.
+bool isToBeMade(const StoreFolder& folder) {
+  if (folder.has(storeFile)) return false;
+  const FolderLock lock = folder.lock();
+  if (folder.has(storeFile)) return false;
+  ensureNoneIsLost(folder);
+  return true;
+}
+
 // Where somebody else makes one meanwhile that one is opened.
 OwnedStore makeAndOpen(const StoreFolder& folder, const KeychainStoreOptions& options, User& user) {
   const Data id = randomBytes(idSize);
@@ -190,7 +203,7 @@ OwnedStore openStore(const KeychainStoreOptions& options, LookAt first) {
   const StoreFolder folder(options.folder);
   User user(options.passphrase, options.mayPrompt);
   OwnedStore store =
-      folder.has(storeFile) ? openLocked(folder, [] {}) : makeAndOpen(folder, options, user);
+      isToBeMade(folder) ? makeAndOpen(folder, options, user) : openLocked(folder, [] {});
   ensure(!store->isDamaged, errSecInvalidKeychain);
   if (first == LookAt::allOfIt) ensureSound(*store);
   store->openItems(store->slots, user);

@@ -104,7 +104,8 @@ SealedItems::SealedItems(const Database& database, const SealingKey& master, Dat
 void SealedItems::insert(const Item& item) {
   Rows last = lastID_.rows();
   last.next();
-  ensure(last.integer(0) < std::numeric_limits<std::int64_t>::max(), errSecInvalidKeychain);
+  ensure(last.integer(0) < std::numeric_limits<std::int64_t>::max(),
+         errSecDiskFull);  // no number is left
   const Columns columns = columnsOf(item.attributes, last.integer(0) + 1);
   write(insert_, {.columns = columns,
                   .attributes = sealAttributes(item.attributes, columns),

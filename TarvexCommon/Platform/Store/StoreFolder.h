@@ -50,7 +50,8 @@ inline constexpr char lockFile[] = "keychain.lock";
 inline constexpr char slotLockFile[] = "keychain.slots";
 inline constexpr char countFile[] = "keychain.count";  // of the changes
 
-// How long to wait for others.
+// How long to wait for others; with the lock of the slots they may converse with the desktop.
+inline constexpr std::chrono::seconds slotPatience{60};
 inline constexpr std::chrono::seconds patience{10};
 
 // What tells a file from another one of the same name.
@@ -99,7 +100,7 @@ class StoreFolder {
 
   // Likewise the lock of those who add or remove slots. It comes before the other one, and may be
   // held as long as a conversation with the desktop takes.
-  FolderLock lockSlots() const { return lock(slotLockFile, patience); }
+  FolderLock lockSlots() const { return lock(slotLockFile, slotPatience); }
 
  private:
   FolderLock lock(const char* name, std::chrono::seconds limit) const;

@@ -18,6 +18,7 @@
 #include "TarvexCommon/Platform/Services.h"
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
 #include "tests/Support/Desktop.h"
+#include "tests/Support/Processes.h"
 #include "tests/Support/Store.h"
 #include "tests/Support/StoreFiles.h"
 

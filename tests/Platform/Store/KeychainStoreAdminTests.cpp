@@ -12,6 +12,7 @@
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
 #include "tests/Support/Hex.h"
 #include "tests/Support/LongTests.h"
+#include "tests/Support/Processes.h"
 #include "tests/Support/Store.h"
 #include "tests/Support/StoreFiles.h"
 

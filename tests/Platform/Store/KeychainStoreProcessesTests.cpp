@@ -12,6 +12,7 @@
 #include "tests/Support/ExampleKey.h"
 #include "tests/Support/InstalledServices.h"
 #include "tests/Support/LongTests.h"
+#include "tests/Support/Processes.h"
 #include "tests/Support/Store.h"
 #include "tests/Support/Threads.h"
 

@@ -15,6 +15,7 @@
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
 #include "tests/Support/ExampleKey.h"
 #include "tests/Support/InstalledServices.h"
+#include "tests/Support/Processes.h"
 #include "tests/Support/Store.h"
 #include "tests/Support/StoreFiles.h"
 
