@@ -22,6 +22,9 @@
 namespace tarvex {
 namespace {
 
+// Not every OpenSSL has tables that it reads.
+bool hasTables() { return EC_GROUP_method_of(p256()) != EC_GFp_mont_method(); }
+
 // A key with its table.
 struct Key {
   explicit Key(P256Point publicPoint) : point(std::move(publicPoint)) {}
@@ -64,7 +67,7 @@ TEST(Verification, AnswersTheVectorsWithAndWithoutATable) {
     for (const Vector& vector : readVectors(file, section)) {
       SCOPED_TRACE(file + vector.trace());
       const Key& key = keyOf(vector);
-      ASSERT_TRUE(key.table);
+      ASSERT_EQ(key.table != nullptr, hasTables());
       const SignatureNumbers signature = signatureOf(vector);
       for (const VerificationTable* table : {key.table.get(), {}}) {
         const bool isGood = signature.areInRange() &&
@@ -175,7 +178,7 @@ TEST(VerificationKey, MakesItsTableWhileThreadsUseIt) {
     for (int i = 0; i < 200; ++i) right += verifiesOnlyItsOwn();
   });
   EXPECT_EQ(right, 400);
-  EXPECT_TRUE(key.hasTable());
+  EXPECT_EQ(key.hasTable(), hasTables());
 }
 
 }  // namespace
