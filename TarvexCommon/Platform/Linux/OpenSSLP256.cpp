@@ -48,6 +48,7 @@ P256Point decodedPoint(Bytes encoded) {
   const OpenSSLErrorMark mark;
   const bool isPoint =
       EC_POINT_oct2point(p256(), point.get(), encoded.data(), encoded.size(), nullptr) == 1;
+  completed(isPoint || ERR_GET_REASON(ERR_peek_last_error()) != ERR_R_MALLOC_FAILURE);
   return isPoint ? std::move(point) : nullptr;
 }
 

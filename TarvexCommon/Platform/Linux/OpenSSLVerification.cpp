@@ -133,10 +133,19 @@ bool SignatureNumbers::areInRange() const {
   return isInRange(r) && isInRange(s);
 }
 
+namespace {
+
+// OpenSSL's generic code makes a table for any generator and multiplies without it, so that two
+// products take more than twice the time of the sum.
+bool isGenericCode() {
+  const EC_METHOD* code = EC_GROUP_method_of(p256());
+  return code == EC_GFp_mont_method() || code == EC_GFp_nist_method();
+}
+
+}  // namespace
+
 std::unique_ptr<const VerificationTable> VerificationTable::make(const EC_POINT* publicKey) {
-  // OpenSSL's generic code makes a table for any generator and multiplies without it, so that two
-  // products take more than twice the time of the sum.
-  if (EC_GROUP_method_of(p256()) == EC_GFp_mont_method()) return nullptr;
+  if (isGenericCode()) return nullptr;
   Group group(EC_GROUP_dup(p256()));
   if (!group ||
       EC_GROUP_set_generator(group.get(), publicKey, EC_GROUP_get0_order(p256()),
