@@ -3,10 +3,10 @@
 // items; "=", a dictionary, "/" and a dictionary changes them. The whole input is also read as
 // the coded attributes of an item.
 #include "TarvexCommon/Base/FatalError.h"
+#include "TarvexCommon/Platform/AttributeCoding.h"
 #include "TarvexCommon/Platform/Memory/FixedClock.h"
 #include "TarvexCommon/Platform/Memory/MemoryItemService.h"
 #include "TarvexCommon/Platform/Services.h"
-#include "TarvexCommon/Platform/Store/AttributeCoding.h"
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
 #include "tests/Support/Items.h"
 #include "tests/Support/TemporaryFolder.h"

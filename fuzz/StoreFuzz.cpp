@@ -27,7 +27,7 @@ class Files {
   Files() {
     for (int number = 0; number < itemCount; ++number) {
       if (number % 2 == 0) open_ = ItemService();  // folds the log into the database
-      open_ = KeychainStore({.folder = folder_ / "kept"}).itemService();
+      open_ = KeychainStore({.folder = folder_ / "kept", .firstSlot = KeySlot::file}).itemService();
       ItemDictionary attributes = named(number);
       attributes[kSecValueData] = valueOf(number);
       require(open_.add(attributes, nullptr) == errSecSuccess);

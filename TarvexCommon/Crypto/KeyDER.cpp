@@ -4,6 +4,7 @@
 #include <span>
 #include <string_view>
 
+#include "TarvexCommon/Base/Wiped.h"
 #include "TarvexCommon/Crypto/KeyFormatError.h"
 #include "TarvexCommon/Platform/P256.h"
 

@@ -8,11 +8,11 @@
 
 #include "TarvexCommon/Base/Base64Segment.h"
 #include "TarvexCommon/Base/JSON/JSONDecoder.h"
+#include "TarvexCommon/Base/Wiped.h"
 #include "TarvexCommon/Crypto/KeyDER.h"
 #include "TarvexCommon/Platform/Digest.h"
 #include "TarvexCommon/Platform/P256.h"
 #include "TarvexCommon/Platform/PEM.h"
-#include "TarvexCommon/Platform/Sealing.h"
 
 namespace tarvex::Crypto::KeyFormats {
 namespace {

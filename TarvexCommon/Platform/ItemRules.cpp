@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "TarvexCommon/Base/Wiped.h"
 #include "TarvexCommon/Platform/Bundle.h"
 #include "TarvexCommon/Platform/Clock.h"
 #include "TarvexCommon/Platform/ItemFailure.h"

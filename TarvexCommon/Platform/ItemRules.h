@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "TarvexCommon/Base/Wiped.h"
 #include "TarvexCommon/Platform/ItemService.h"
-#include "TarvexCommon/Platform/Sealing.h"
 
 namespace tarvex {
 

@@ -1,6 +1,6 @@
 #include "TarvexCommon/Platform/ItemValue.h"
 
-#include "TarvexCommon/Platform/Sealing.h"
+#include "TarvexCommon/Base/Wiped.h"
 
 namespace tarvex {
 namespace {

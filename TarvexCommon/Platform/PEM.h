@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "TarvexCommon/Base/Data.h"
-#include "TarvexCommon/Platform/Sealing.h"
+#include "TarvexCommon/Base/Wiped.h"
 
 namespace tarvex {
 

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 
 #include "tests/Support/Processes.h"
 #include "tests/Support/Random.h"

@@ -7,8 +7,6 @@
 #include <iterator>
 #include <map>
 #include <optional>
-#include <random>
-#include <sstream>
 
 #include "tests/Support/FaultyFiles.h"
 #include "tests/Support/Random.h"

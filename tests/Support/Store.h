@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -55,6 +56,17 @@ struct WordStore {
   KeychainStore store;
   ItemService items;
 };
+
+inline AskForPassphrase say(const std::optional<std::string>& text) {
+  return [text] { return text; };
+}
+
+// A letter for each slot.
+inline std::string slotsOf(const KeychainStore& store) {
+  std::string names;
+  for (const KeySlot slot : store.status().slots) names += "fps"[static_cast<int>(slot)];
+  return names;
+}
 
 struct StoreTest : testing::Test {
   // A password's words, as `WordStore` takes them.

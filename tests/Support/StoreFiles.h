@@ -7,7 +7,7 @@
 #include <fstream>
 #include <string>
 
-#include "TarvexCommon/Platform/Store/ByteCoding.h"
+#include "TarvexCommon/Base/ByteCoding.h"
 #include "TarvexCommon/Platform/Store/OpenStore.h"
 #include "TarvexCommon/Platform/Store/PageChecks.h"
 #include "tests/Support/TemporaryFolder.h"

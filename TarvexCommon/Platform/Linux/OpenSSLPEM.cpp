@@ -6,6 +6,7 @@
 #include <memory>
 #include <new>
 
+#include "TarvexCommon/Base/Wiped.h"
 #include "TarvexCommon/Platform/Linux/OpenSSLOwner.h"
 #include "TarvexCommon/Platform/PEM.h"
 

@@ -11,6 +11,7 @@
 #include <span>
 #include <string>
 
+#include "TarvexCommon/Base/Wiped.h"
 #include "TarvexCommon/Platform/Linux/OpenSSLOwner.h"
 #include "TarvexCommon/Platform/Sealing.h"
 
@@ -23,8 +24,8 @@ using MacContext = OpenSSLOwner<EVP_MAC_CTX, EVP_MAC_CTX_free>;
 using Kdf = OpenSSLOwner<EVP_KDF, EVP_KDF_free>;
 using KdfContext = OpenSSLOwner<EVP_KDF_CTX, EVP_KDF_CTX_free>;
 
-// The kernel's randomness: no child process can repeat its parent's, and it is there until the
-// process is gone.
+// The kernel's randomness: no child process can repeat its parent's, and it needs no library, which
+// may already have shut down at exit.
 void fillRandomly(std::span<std::uint8_t> bytes) {
   completed(getrandom(bytes.data(), bytes.size(), 0) == std::ssize(bytes));
 }
@@ -60,19 +61,6 @@ bool update(EVP_CIPHER_CTX* cipher, Bytes from, std::uint8_t* to) {
 }
 
 }  // namespace
-
-void wipe(Data& secret) noexcept {
-  // NOLINTNEXTLINE(clang-analyzer-cplusplus.Move): a vector that was moved away is empty
-  OPENSSL_cleanse(secret.data(), secret.size());
-  secret.clear();
-}
-
-// A short text that was moved away has left its characters behind.
-void wipe(std::string& secret) noexcept {
-  secret.resize(secret.capacity());
-  OPENSSL_cleanse(secret.data(), secret.size());
-  secret.clear();
-}
 
 Data randomBytes(std::size_t count) {
   Data bytes(count);

@@ -16,6 +16,7 @@
 #include <system_error>
 #include <utility>
 
+#include "TarvexCommon/Base/Wiped.h"
 #include "TarvexCommon/Platform/ItemFailure.h"
 #include "TarvexCommon/Platform/Linux/Forks.h"
 #include "TarvexCommon/Platform/Linux/LibSecret.h"
@@ -233,8 +234,8 @@ struct SecretService::Connection {
   }
 
   std::vector<Owned<SecretItem>> search(const SecretAttributes& attributes, Values values) const {
-    const auto flags =
-        values == Values::left ? SECRET_SEARCH_ALL : SECRET_SEARCH_ALL | SECRET_SEARCH_LOAD_SECRETS;
+    const auto flags = values == Values::unread ? SECRET_SEARCH_ALL
+                                                : SECRET_SEARCH_ALL | SECRET_SEARCH_LOAD_SECRETS;
     const Table table(attributes);
     GList* found = limit.call(libsecret().secret_service_search_sync, service.get(), nullptr,
                               table.get(), static_cast<SecretSearchFlags>(flags));

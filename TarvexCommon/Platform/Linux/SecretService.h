@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "TarvexCommon/Base/Data.h"
-#include "TarvexCommon/Platform/Sealing.h"
+#include "TarvexCommon/Base/Wiped.h"
 
 namespace tarvex {
 
@@ -29,10 +29,10 @@ struct Secret {
 // A conversation with the service. Each operation throws `errSecNotAvailable` when the service is
 // not there or does not do all of it within five seconds, those of the user not counted, and
 // `errSecInteractionNotAllowed` when what it needs is locked, also where the user was asked and has
-// not unlocked it in two minutes. Nobody holds a lock of the store meanwhile but that of the slots.
+// not unlocked it in two minutes.
 class SecretService {
  public:
-  enum class Values { left, loaded };
+  enum class Values { unread, loaded };
 
   // Holds a conversation, one at a time in a process; connecting is part of its first operation.
   // Throws `errSecNotAvailable` where there is no session bus (none is started), no service, no

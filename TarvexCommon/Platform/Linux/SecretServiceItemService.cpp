@@ -12,9 +12,9 @@
 
 #include "TarvexCommon/Base/Base64.h"
 #include "TarvexCommon/Base/Text.h"
+#include "TarvexCommon/Platform/AttributeCoding.h"
 #include "TarvexCommon/Platform/ItemKeeper.h"
 #include "TarvexCommon/Platform/Linux/SecretService.h"
-#include "TarvexCommon/Platform/Store/AttributeCoding.h"
 
 namespace tarvex {
 namespace {
@@ -125,7 +125,7 @@ class SecretServiceItems {
 
   void insert(const Item& item) const {
     SecretService::use(prompts_, [&](SecretService& service) {
-      ensure(service.find(namesIn(item.attributes), Values::left).empty(), errSecDuplicateItem);
+      ensure(service.find(namesIn(item.attributes), Values::unread).empty(), errSecDuplicateItem);
       service.add(labelOf(item.attributes), attributesOf(item.attributes, orderNow()), *item.value);
     });
   }
@@ -133,7 +133,7 @@ class SecretServiceItems {
   std::vector<Item> find(const ItemQuery& query, const ItemReturns& returns) const {
     std::vector<Item> items;
     SecretService::use(prompts_, [&](SecretService& service) {
-      const Values values = needsValue(returns) ? Values::loaded : Values::left;
+      const Values values = needsValue(returns) ? Values::loaded : Values::unread;
       for (KeptItem& each : matchesOf(query, service, values)) {
         items.push_back(std::move(each.item));
         if (query.matchLimit != MatchLimit::all) break;
@@ -144,7 +144,7 @@ class SecretServiceItems {
 
   void update(const ItemQuery& query, const ItemChanges& changes) const {
     SecretService::use(prompts_, [&](SecretService& service) {
-      auto found = matchesOf(query, service, Values::left);
+      auto found = matchesOf(query, service, Values::unread);
       ensure(!found.empty(), errSecItemNotFound);
       for (KeptItem& each : found) apply(changes, each.item);
       ensureUnique(found, service);
@@ -158,7 +158,7 @@ class SecretServiceItems {
 
   void remove(const ItemQuery& query) const {
     SecretService::use(prompts_, [&](SecretService& service) {
-      const auto found = matchesOf(query, service, Values::left);
+      const auto found = matchesOf(query, service, Values::unread);
       ensure(!found.empty(), errSecItemNotFound);
       for (const KeptItem& each : found) {
         service.remove(each.secret);
@@ -173,7 +173,7 @@ class SecretServiceItems {
     std::set<std::string> keys;
     for (const KeptItem& each : changed) {
       ensure(keys.insert(uniquenessKey(each.item)).second, errSecDuplicateItem);
-      const auto same = service.find(namesIn(each.item.attributes), Values::left);
+      const auto same = service.find(namesIn(each.item.attributes), Values::unread);
       ensure(std::ranges::all_of(same, [&](const Secret& by) { return isAmong(changed, by); }),
              errSecDuplicateItem);
     }

@@ -7,7 +7,7 @@
 #include <iterator>
 #include <limits>
 
-#include "TarvexCommon/Platform/Store/ByteCoding.h"
+#include "TarvexCommon/Base/ByteCoding.h"
 
 namespace tarvex {
 namespace {
@@ -39,23 +39,23 @@ std::optional<std::int64_t> ChangeCountFile::Count::missingIn(std::int64_t inDat
   return *changes > inDatabase ? std::optional(*changes - inDatabase) : std::nullopt;
 }
 
-bool ChangeCountFile::isOpen() const {
+const Descriptor* ChangeCountFile::file() const {
   if (!file_ && folder_.has(countFile)) file_.emplace(folder_.open(countFile));
-  return file_.has_value();
+  return file_ ? &*file_ : nullptr;
 }
 
 // What seems damaged may be half written: it is looked at again.
 ChangeCountFile::Count ChangeCountFile::read() const {
-  if (!isOpen()) return {};
+  if (file() == nullptr) return {};
   Count count = {.isThere = true};
   for (int tries = 10; tries > 0 && !count.changes; --tries) count.changes = changesIn(*file_);
   return count;
 }
 
 void ChangeCountFile::makeUnlessThere() const {
-  if (isOpen()) return;
+  if (file() != nullptr) return;
   folder_.write(countFile, coded(0));
-  ensure(isOpen(), errSecIO);
+  ensure(file() != nullptr, errSecIO);
 }
 
 // Where it fails the file counts fewer changes than there are, which harms nobody.
@@ -78,7 +78,7 @@ std::int64_t ChangeCounter::inDatabase() const {
   return counted_;
 }
 
-std::int64_t ChangeCounter::count(std::int64_t before) const {
+std::int64_t ChangeCounter::countOneMore(std::int64_t before) const {
   ensure(before < std::numeric_limits<std::int64_t>::max(), errSecDiskFull);  // no number is left
   file_.makeUnlessThere();
   writeCount_.run(before + 1);
@@ -87,7 +87,8 @@ std::int64_t ChangeCounter::count(std::int64_t before) const {
 
 void ChangeCounter::acceptLoss(const TransactionStatements& statements) const {
   Transaction transaction(statements);
-  const std::int64_t changes = count(std::max(inDatabase(), file_.read().changes.value_or(0)));
+  const std::int64_t changes =
+      countOneMore(std::max(inDatabase(), file_.read().changes.value_or(0)));
   transaction.commit();
   file_.write(changes);
 }

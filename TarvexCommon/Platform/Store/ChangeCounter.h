@@ -43,7 +43,7 @@ class ChangeCountFile {
   void write(std::int64_t changes) const noexcept;
 
  private:
-  bool isOpen() const;
+  const Descriptor* file() const;  // null where there is none
 
   const StoreFolder& folder_;
   mutable std::optional<Descriptor> file_;
@@ -70,11 +70,11 @@ class ChangeCounter {
 
   // Runs a transaction, for who holds the lock of the folder, and counts it.
   template <std::invocable Change>
-  void counted(const TransactionStatements& statements, const Change& change) const {
+  void runCounted(const TransactionStatements& statements, const Change& change) const {
     Transaction transaction(statements);
     ensure(!lost(), errSecInvalidKeychain);
     change();
-    const std::int64_t changes = count(inDatabase());
+    const std::int64_t changes = countOneMore(inDatabase());
     transaction.commit();
     file_.write(changes);
   }
@@ -84,7 +84,7 @@ class ChangeCounter {
 
  private:
   std::int64_t inDatabase() const;
-  std::int64_t count(std::int64_t before) const;  // one more, which it returns
+  std::int64_t countOneMore(std::int64_t before) const;  // returns how many it makes
 
   ChangeCountFile file_;
   const Database& database_;

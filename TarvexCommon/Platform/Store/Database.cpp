@@ -7,9 +7,9 @@
 #include <charconv>
 #include <set>
 
+#include "TarvexCommon/Base/ByteCoding.h"
 #include "TarvexCommon/Platform/ItemFailure.h"
 #include "TarvexCommon/Platform/Linux/Forks.h"
-#include "TarvexCommon/Platform/Store/ByteCoding.h"
 #include "TarvexCommon/Platform/Store/PageChecks.h"
 #include "TarvexCommon/Platform/Store/StoreFolder.h"
 
@@ -149,10 +149,10 @@ Database::Database(const std::string& path, int flags) : logPages_(std::make_uni
   ensureDone(code, made);
   openDatabases().all.insert(made);
   sqlite3_extended_result_codes(made, 1);
-  wait(patience);
+  setPatience(patience);
 }
 
-void Database::wait(std::chrono::milliseconds limit) const {
+void Database::setPatience(std::chrono::milliseconds limit) const {
   sqlite3_busy_timeout(database_.get(), static_cast<int>(limit.count()));
 }
 
@@ -287,9 +287,9 @@ void Database::foldLog() const {
 
 // A failure loses nothing: the log is read as before.
 void Database::foldLogSoon() const {
-  wait(std::chrono::seconds(1));
+  setPatience(std::chrono::seconds(1));
   (void)statusOf([this] { foldLog(); });
-  wait(patience);
+  setPatience(patience);
 }
 
 void Database::foldLongLog() const {

@@ -144,7 +144,7 @@ class Database {
   Database(const std::string& path, int flags);
 
   sqlite3_file& file() const;
-  void wait(std::chrono::milliseconds limit) const;
+  void setPatience(std::chrono::milliseconds limit) const;
   Database inMemory() const;
 
   std::unique_ptr<int> logPages_;  // at an address that stays: SQLite writes to it

@@ -4,14 +4,15 @@
 #include <iterator>
 #include <utility>
 
+#include "TarvexCommon/Base/ByteCoding.h"
 #include "TarvexCommon/Base/Text.h"
+#include "TarvexCommon/Base/Wiped.h"
 #include "TarvexCommon/Platform/ItemFailure.h"
-#include "TarvexCommon/Platform/Store/ByteCoding.h"
 
 namespace tarvex {
 namespace {
 
-constexpr KeySlot kinds[] = {KeySlot::file, KeySlot::secretService, KeySlot::passphrase};
+constexpr KeySlot allKinds[] = {KeySlot::file, KeySlot::secretService, KeySlot::passphrase};
 
 constexpr std::string_view nameOf(KeySlot kind) {
   switch (kind) {
@@ -98,7 +99,7 @@ bool KeySlots::has(KeySlot kind) const {
 
 std::vector<KeySlot> KeySlots::kinds() const {
   std::vector<KeySlot> found;
-  std::ranges::copy_if(tarvex::kinds, std::back_inserter(found),
+  std::ranges::copy_if(allKinds, std::back_inserter(found),
                        [this](KeySlot kind) { return has(kind); });
   return found;
 }

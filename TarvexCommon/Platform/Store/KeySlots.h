@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "TarvexCommon/Base/Wiped.h"
 #include "TarvexCommon/Platform/Linux/SecretService.h"
 #include "TarvexCommon/Platform/Sealing.h"
 #include "TarvexCommon/Platform/Store/Database.h"

@@ -88,8 +88,8 @@ struct KeychainStoreStatus {
 //   errSecDecode                 this item is damaged; others are not
 //   errSecWrPerm                 the folder or a file is read-only
 //   errSecDiskFull               no space left; reading goes on
-//   errSecIO                     the disk fails, or another process has held the lock for 10
-//                                seconds
+//   errSecIO                     the disk fails, or others have held the lock for 10 seconds, or
+//                                that of the slots for a minute
 //   errSecDuplicateItem          there is such a slot, or a file where the backup is to be
 //   errSecItemNotFound           there is no such slot
 //   errSecParam                  it is the last slot; the backup has no file name

@@ -85,8 +85,6 @@ Data idIn(const Database& database) {
   return id;
 }
 
-using OwnedStore = std::unique_ptr<OpenStore, CloseStore>;
-
 // Opens it after `prepare`. Closing it takes lock and use itself.
 template <std::invocable Prepare>
 OwnedStore openLocked(const StoreFolder& folder, const Prepare& prepare) {

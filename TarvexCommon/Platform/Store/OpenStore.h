@@ -47,6 +47,8 @@ struct CloseStore {
   void operator()(OpenStore* store) const noexcept;
 };
 
+using OwnedStore = std::unique_ptr<OpenStore, CloseStore>;
+
 // Returns whether there is a store, or something that bars its place.
 bool hasStore(const KeychainStoreOptions& options);
 
@@ -54,19 +56,19 @@ bool hasStore(const KeychainStoreOptions& options);
 enum class LookAt { itsBeginning, allOfIt };
 
 // Opens the store of a folder, which is made first where there is none.
-std::unique_ptr<OpenStore, CloseStore> openStore(const KeychainStoreOptions& options, LookAt first);
+OwnedStore openStore(const KeychainStoreOptions& options, LookAt first);
 
 // Open the store of a folder without its items. Throw `errSecNotAvailable` where there is none;
 // the second also opens one that has lost changes.
-std::unique_ptr<OpenStore, CloseStore> openWithoutItems(const KeychainStoreOptions& options);
-std::unique_ptr<OpenStore, CloseStore> openWithLosses(const KeychainStoreOptions& options);
+OwnedStore openWithoutItems(const KeychainStoreOptions& options);
+OwnedStore openWithLosses(const KeychainStoreOptions& options);
 
 // Returns the version of the format of the file in a folder, 0 when it is no store. Wants a
 // `DatabaseUse`.
 std::int64_t formatVersionIn(const StoreFolder& folder);
 
-// Returns whether the structure of a store is sound in which an operation has failed; reads as much
-// of it as the failure gives reason to.
+// Returns whether the structure of a store is sound after an operation has failed; reads all of it
+// only when the failure gives reason to.
 bool isSoundAfter(const OpenStore& store, const ItemFailure& failure);
 
 // Runs an operation on an open store, within a `DatabaseUse`. Looks at the whole file when
@@ -96,7 +98,7 @@ class StoreChange {
   template <std::invocable Operation>
   void run(const Operation& operation) const {
     guarded(store_, [&] {
-      store_.counter.counted(store_.transactions, [&] {
+      store_.counter.runCounted(store_.transactions, [&] {
         operation();
         store_.database.ensureReadRight();
       });

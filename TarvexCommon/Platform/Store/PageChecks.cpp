@@ -4,7 +4,7 @@
 #include <array>
 #include <utility>
 
-#include "TarvexCommon/Platform/Store/ByteCoding.h"
+#include "TarvexCommon/Base/ByteCoding.h"
 #include "TarvexCommon/Platform/Store/FileLayer.h"
 
 namespace tarvex {

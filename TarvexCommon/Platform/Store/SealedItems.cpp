@@ -8,9 +8,10 @@
 #include <string_view>
 #include <utility>
 
+#include "TarvexCommon/Base/ByteCoding.h"
+#include "TarvexCommon/Base/Wiped.h"
+#include "TarvexCommon/Platform/AttributeCoding.h"
 #include "TarvexCommon/Platform/ItemFailure.h"
-#include "TarvexCommon/Platform/Store/AttributeCoding.h"
-#include "TarvexCommon/Platform/Store/ByteCoding.h"
 
 namespace tarvex {
 namespace {

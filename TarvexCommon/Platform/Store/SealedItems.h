@@ -67,7 +67,8 @@ class SealedItems {
   void visitMatches(const ItemQuery& query, const Visit& visit);
   Search searchFor(const ItemQuery& query) const;
   const Statement& statementFor(const Search& search);
-  // Returns nothing for a damaged row of which the columns do not say it.
+
+  // Returns nothing when the columns do not decide and the attributes are damaged.
   std::optional<bool> isMatch(const Rows& row, const Columns& columns, const Search& search,
                               const ItemQuery& query) const;
 

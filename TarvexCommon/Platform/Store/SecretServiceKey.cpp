@@ -67,7 +67,7 @@ void ensureKeepsKeys(Prompts prompts) {
 NewKeyInService::NewKeyInService(Bytes storeID) : NewKeyInService(toData(storeID)) {
   SecretService::use(Prompts::none, [this](SecretService& service) {
     const SecretAttributes attributes = attributesOf(storeID_);
-    if (!service.find(attributes, Values::left).empty()) return;
+    if (!service.find(attributes, Values::unread).empty()) return;
     isMade_ = true;
     service.add(label, attributes, SealingKey::random().bytes());
   });
@@ -93,7 +93,7 @@ SealingKey keyInService(Bytes storeID, Prompts prompts) {
 void removeKeyFromService(Bytes storeID) {
   (void)statusOf([storeID] {
     SecretService::use(Prompts::none, [storeID](SecretService& service) {
-      for (const Secret& key : service.find(attributesOf(storeID), Values::left)) {
+      for (const Secret& key : service.find(attributesOf(storeID), Values::unread)) {
         service.remove(key);
       }
     });

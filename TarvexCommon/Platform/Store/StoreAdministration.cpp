@@ -101,7 +101,7 @@ void removeFromFolder(OpenStore& store, KeySlot slot) {
 
 }  // namespace
 
-// So does the key in the Secret Service: nobody adds a slot for it before it has gone.
+// The key in the Secret Service goes last too: nobody adds a slot for it before it has gone.
 void removeSlot(const KeychainStoreOptions& options, KeySlot slot) {
   const auto store = openWithoutItems(options);
   ensureRemovable(slot, store->slots, store->folder);

@@ -62,7 +62,7 @@ struct FileIdentity {
 };
 
 // Its operations throw `errSecNotAvailable` for a folder or file that is not this user's
-// alone or of another kind (a link in the folder is none), `errSecWrPerm`, `errSecDiskFull` and
+// alone, of another kind, or a link in the folder, `errSecWrPerm`, `errSecDiskFull` and
 // `errSecIO`, as the system says.
 class StoreFolder {
  public:

@@ -25,16 +25,6 @@
 namespace tarvex {
 namespace {
 
-AskForPassphrase say(const std::optional<std::string>& text) {
-  return [text] { return text; };
-}
-
-std::string slotsOf(const KeychainStore& store) {
-  std::string names;
-  for (const KeySlot slot : store.status().slots) names += "fps"[static_cast<int>(slot)];
-  return names;
-}
-
 const std::string locked = std::to_string(errSecInteractionNotAllowed);
 const std::string absent = std::to_string(errSecNotAvailable);
 const std::string wrong = std::to_string(errSecAuthFailed);

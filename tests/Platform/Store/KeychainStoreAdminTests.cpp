@@ -27,10 +27,6 @@ using Operation = std::function<OSStatus(const KeychainStore&)>;
 const std::string mute = std::to_string(errSecInteractionNotAllowed);
 const std::string wrong = std::to_string(errSecAuthFailed);
 
-AskForPassphrase say(const std::optional<std::string>& text) {
-  return [text] { return text; };
-}
-
 Operation add(KeySlot slot, const std::optional<std::string>& passphrase = {}) {
   return [=](const KeychainStore& store) { return store.addSlot(slot, say(passphrase)); };
 }
@@ -41,12 +37,6 @@ Operation change(const std::optional<std::string>& passphrase) {
 
 Operation removal(KeySlot slot) {
   return [=](const KeychainStore& store) { return store.removeSlot(slot); };
-}
-
-std::string slotsOf(const KeychainStore& store) {
-  std::string names;
-  for (const KeySlot slot : store.status().slots) names += slot == KeySlot::file ? "f" : "p";
-  return names;
 }
 
 class Administration : public StoreTest {

@@ -8,6 +8,7 @@
 #include <iterator>
 #include <sstream>
 
+#include "TarvexCommon/Base/Wiped.h"
 #include "TarvexCommon/Crypto/KeyFormats.h"
 #include "TarvexCommon/Keychain/KeychainPersistence.h"
 #include "TarvexCommon/Platform/Sealing.h"

@@ -10,8 +10,8 @@
 #include <span>
 #include <tuple>
 
+#include "TarvexCommon/Platform/AttributeCoding.h"
 #include "TarvexCommon/Platform/Memory/FixedClock.h"
-#include "TarvexCommon/Platform/Store/AttributeCoding.h"
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
 #include "tests/Support/ExampleKey.h"
 #include "tests/Support/InstalledServices.h"

@@ -1,8 +1,8 @@
-#include "TarvexCommon/Platform/Store/AttributeCoding.h"
+#include "TarvexCommon/Platform/AttributeCoding.h"
 
 #include <bit>
 
-#include "TarvexCommon/Platform/Store/ByteCoding.h"
+#include "TarvexCommon/Base/ByteCoding.h"
 
 namespace tarvex {
 namespace {
@@ -84,7 +84,7 @@ ItemValue takeValue(Reader& from) {
 
 }  // namespace
 
-// No part of it is left where a smaller one was.
+// Room for all is made at once: a buffer that grows leaves parts behind, unwiped.
 Data encoded(const ItemDictionary& attributes) {
   Data result;
   result.reserve(sizeLimit(attributes));
