@@ -68,7 +68,8 @@ class Cjose {
   }
 
   void read(const std::string& text) {
-    check(json_is_integer(json_object_get(claims(imported(text)).get(), "exp")));
+    const Json all = claims(imported(text));
+    check(json_integer_value(json_object_get(all.get(), "exp")) > 0);
   }
 
   void import(const std::string& text) { (void)plain(imported(text)); }

@@ -1,12 +1,14 @@
 #include "TarvexCommon/JWT/JWT.h"
 
 #include <exception>
+#include <memory>
 #include <new>
 #include <optional>
 #include <utility>
 
 #include "TarvexCommon/Base/Base64Segment.h"
 #include "TarvexCommon/Base/Text.h"
+#include "TarvexCommon/Base/ThreadSpare.h"
 #include "TarvexCommon/Common/DefaultLog.h"
 #include "TarvexCommon/Platform/Services.h"
 
@@ -65,10 +67,36 @@ Data decoded(std::string_view segment) {
   return std::move(*bytes);
 }
 
+// A header as it was received and read. The tokens of an issuer have one and the same, so that each
+// thread keeps its last one for its next token.
+struct ReadHeader {
+  std::string segment;
+  JWTHeader header;
+};
+using LastHeader = ThreadSpare<std::unique_ptr<ReadHeader>>;
+constexpr std::size_t longestKept = 1024;
+
+std::unique_ptr<ReadHeader> newHeader(std::string_view segment, JWTHeader header) {
+  return std::make_unique<ReadHeader>(ReadHeader{std::string(segment), std::move(header)});
+}
+
 const JSONDecoder& segmentDecoder() {
   using Dates = JSONDecoder::DateDecodingStrategy;
   static const auto& decoder = *new JSONDecoder{.dateDecodingStrategy = Dates::secondsSince1970()};
   return decoder;
+}
+
+// Both segments are decoded before the JSON of either is read.
+JWT read(const Segments& token) {
+  auto last = LastHeader::take();
+  const bool isNew = last == nullptr || last->segment != token.header;
+  Data headerJSON = isNew ? decoded(token.header) : Data();
+  Data claimsJSON = decoded(token.claims);
+  const JSONDecoder& decoder = segmentDecoder();
+  if (isNew) last = newHeader(token.header, decoder.decode<JWTHeader>(std::move(headerJSON)));
+  JWTHeader header = last->header;
+  if (last->segment.size() <= longestKept) LastHeader::keep(std::move(last));
+  return {std::move(header), decoder.decode<JWTClaims>(std::move(claimsJSON))};
 }
 
 }  // namespace
@@ -87,11 +115,7 @@ JWT JWT::fromBase64url(const Compact& token) {
     const Crypto::ECDSA* ec = token.ec.get();
     if (ec == nullptr || !isSigned(*segments, *ec)) throw JWTError::verificationFailed();
   }
-  Data headerJSON = decoded(segments->header);
-  Data claimsJSON = decoded(segments->claims);
-  const JSONDecoder& decoder = segmentDecoder();
-  auto header = decoder.decode<JWTHeader>(std::move(headerJSON));
-  return {std::move(header), decoder.decode<JWTClaims>(std::move(claimsJSON))};
+  return read(*segments);
 }
 
 std::string JWT::exportBase64url(const Crypto::ECDSA& ec) const {

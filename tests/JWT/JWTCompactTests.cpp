@@ -113,6 +113,24 @@ TEST(ReadToken, ReturnsHeaderAndClaims) {
   EXPECT_EQ(readUnverified(example::head + ".eyJzdWIiOiJ+fj8+In0").claims.sub, "~~?>");
 }
 
+// A thread keeps the last header.
+TEST(ReadToken, TellsHeadersApartThatFollowOneAnother) {
+  const auto typeOf = [](const std::string& header, const char* claims = "e30") {
+    return readUnverified(toSegment(header) + '.' + claims).header.type;
+  };
+  const std::string shortOne = R"({"typ":"a","alg":"x"})", other = R"({"typ":"b","alg":"x"})";
+  const std::string longOne = R"({"typ":"c","alg":")" + std::string(2000, 'x') + "\"}";
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(typeOf(shortOne), "a");
+    EXPECT_EQ(typeOf(shortOne), "a");
+    EXPECT_EQ(typeOf(other), "b");
+    EXPECT_EQ(typeOf(longOne), "c");
+    EXPECT_EQ(outcomeOf([&] { typeOf(other, "!"); }), outcomeOf([&] { typeOf("{}", "!"); }));
+    EXPECT_EQ(outcomeOf([&] { typeOf("{}"); }), "keyNotFound");
+    EXPECT_EQ(outcomeOf([] { readUnverified(".e30"); }), "dataCorrupted");
+  }
+}
+
 TEST(ReadToken, LogsTheKeyServicesTextAsItIs) {
   Services services = hostServices();
   services.keyService.verifySignature = [](auto&&...) { return SecKeyFailure{"100%s %@"}; };
