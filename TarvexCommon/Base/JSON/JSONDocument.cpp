@@ -77,13 +77,14 @@ bool isIntegerZero(std::string_view text, std::size_t minus) {
   constexpr std::string_view begins = ":[, \t\n\r\xBF";  // the last ends a byte order mark
   constexpr std::string_view goesOn = ".eE0123456789";
   const std::string_view rest = text.substr(minus + 1);
-  return rest.starts_with('0') && (minus == 0 || begins.find(text[minus - 1]) != begins.npos) &&
-         (rest.size() == 1 || goesOn.find(rest[1]) == goesOn.npos);
+  const bool isFirst = minus == 0 || begins.find(text[minus - 1]) != std::string_view::npos;
+  const bool isLast = rest.size() <= 1 || goesOn.find(rest[1]) == std::string_view::npos;
+  return isFirst && isLast && rest.starts_with('0');
 }
 
 MinusSigns minusSigns(std::string_view text) {
   MinusSigns signs;
-  for (auto at = text.find('-'); at != text.npos; at = text.find('-', at + 1)) {
+  for (auto at = text.find('-'); at < text.size(); at = text.find('-', at + 1)) {
     if (at > 0 && (text[at - 1] | 0x20) == 'e') signs.inExponent = true;
     else if (isIntegerZero(text, at)) signs.beforeZero = true;
   }
