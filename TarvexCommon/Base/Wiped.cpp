@@ -4,16 +4,20 @@
 
 namespace tarvex {
 
+void overwrite(void* memory, std::size_t size) noexcept {
+  if (size > 0) explicit_bzero(memory, size);
+}
+
 void wipe(Data& secret) noexcept {
   // NOLINTNEXTLINE(clang-analyzer-cplusplus.Move): a vector that was moved away is empty
-  explicit_bzero(secret.data(), secret.size());
+  overwrite(secret.data(), secret.size());
   secret.clear();
 }
 
 // A short text that was moved away has left its characters behind.
 void wipe(std::string& secret) noexcept {
   secret.resize(secret.capacity());
-  explicit_bzero(secret.data(), secret.size());
+  overwrite(secret.data(), secret.size());
   secret.clear();
 }
 

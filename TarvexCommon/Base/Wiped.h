@@ -1,12 +1,16 @@
 // Secrets that do not stay in memory. Internal.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <utility>
 
 #include "TarvexCommon/Base/Data.h"
 
 namespace tarvex {
+
+// Overwrites so many bytes, also where the compiler sees that nobody reads them again.
+void overwrite(void* memory, std::size_t size) noexcept;
 
 // Overwrites a secret that nobody needs any more.
 void wipe(Data& secret) noexcept;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 #include <new>
 #include <string>
 #include <string_view>
@@ -10,6 +9,7 @@
 
 #include "TarvexCommon/Base/JSON/CodingError.h"
 #include "TarvexCommon/Base/JSON/JSONDecoder.h"
+#include "TarvexCommon/Base/Wiped.h"
 
 namespace tarvex::coding {
 namespace {
@@ -167,10 +167,10 @@ std::size_t JSONDocument::capacity() const noexcept {
 void JSONDocument::wipe() noexcept {
   const std::size_t read = std::min(size_, parser_.doc.capacity());
   if (read > 0) {
-    explicit_bzero(parser_.doc.string_buf.get(), 5 * read / 3 + simdjson::SIMDJSON_PADDING);
-    explicit_bzero(parser_.doc.tape.get(), (read + 3) * sizeof(std::uint64_t));
+    overwrite(parser_.doc.string_buf.get(), 5 * read / 3 + simdjson::SIMDJSON_PADDING);
+    overwrite(parser_.doc.tape.get(), (read + 3) * sizeof(std::uint64_t));
   }
-  explicit_bzero(text_.data(), text_.size());
+  overwrite(text_.data(), text_.size());
 }
 
 void JSONDocument::parse() {
