@@ -1,140 +1,55 @@
 #include "TarvexCommon/Base/JSON/Encoder.h"
 
-#include <bit>
 #include <charconv>
 #include <cmath>
-#include <cstring>
 
 #include "TarvexCommon/Base/JSON/DateStrategies.h"
+#include "TarvexCommon/Base/JSON/QuotedText.h"
 #include "TarvexCommon/Base/JSON/ShortestDecimal.h"
-#include "TarvexCommon/Base/Text.h"
 
 namespace tarvex {
 namespace {
 
-constexpr char noSuffix = 0;
+constexpr const char* notUTF8 = "Unable to encode a text that is not UTF-8.";
+
+const char* nameOf(double notFinite) {
+  return std::isnan(notFinite) ? "nan" : notFinite < 0 ? "-inf" : "inf";
+}
+
+std::string cannotEncode(double notFinite) {
+  return "Unable to encode Double." + std::string(nameOf(notFinite)) + " directly in JSON.";
+}
 
 template <typename Integer>
-void addInteger(coding::Output& json, Integer value) {
+char* writeInteger(char* to, Integer value) {
   constexpr std::size_t longest = 20;
-  char* const start = json.room(longest);
-  json.added(static_cast<std::size_t>(std::to_chars(start, start + longest, value).ptr - start));
+  return std::to_chars(to, to + longest, value).ptr;
 }
 
-void addDouble(coding::Output& json, double value) {
-  char* const start = json.room(coding::longestDecimal);
-  json.added(static_cast<std::size_t>(coding::writeShortestDecimal(start, value) - start));
+// Writes a finite number.
+char* writeNumber(char* to, double value) {
+  const auto whole = std::abs(value) < 0x1p53 ? static_cast<std::int64_t>(value) : 0;
+  return whole != 0 && static_cast<double>(whole) == value
+             ? writeInteger(to, whole)
+             : coding::writeShortestDecimal(to, value);
 }
 
-bool needsEscape(char c) { return static_cast<unsigned char>(c) < 0x20 || c == '"' || c == '\\'; }
-
-using Characters [[gnu::vector_size(16)]] = unsigned char;
-using Words [[gnu::vector_size(16)]] = std::uint64_t;
-using Marks [[gnu::vector_size(16)]] = signed char;  // not zero where a character is marked
-
-Marks escapes(Characters characters) {
-  return (characters < ' ') | (characters == '"') | (characters == '\\');
+// Adds the number that `write` writes, and a comma.
+template <typename Write>
+void addNumber(coding::Output& json, Write write) {
+  char* const start = json.room(coding::longestDecimal + 1);
+  char* const end = write(start);
+  *end = ',';
+  json.added(static_cast<std::size_t>(end + 1 - start));
 }
 
-// Marks what is not ASCII too, which as a signed character is below zero.
-Marks specials(Characters characters) {
-  return (std::bit_cast<Marks>(characters) < ' ') | (characters == '"') | (characters == '\\');
-}
-
-using Marking = Marks(Characters);
-
-bool any(Marks marks) {
-  const auto words = std::bit_cast<Words>(marks);
-  return (words[0] | words[1]) != 0;
-}
-
-template <typename Part>
-Part copyPart(std::string_view from, std::size_t at, char* to) {
-  Part part;
-  std::memcpy(&part, from.data() + at, sizeof part);
-  std::memcpy(to + at, &part, sizeof part);
-  return part;
-}
-
-// Copies a text of n to 2n characters, n the size of a half, as two halves that may overlap.
-// Spaces take the places of what they do not fill.
-template <typename Half>
-Characters copyHalves(std::string_view from, char* to) {
-  constexpr unsigned bits = 8 * sizeof(Half);
-  constexpr std::uint64_t spaces = 0x2020202020202020;
-  const auto first = std::uint64_t{copyPart<Half>(from, 0, to)};
-  const auto last = std::uint64_t{copyPart<Half>(from, from.size() - sizeof(Half), to)};
-  if constexpr (bits == 64) return std::bit_cast<Characters>(Words{first, last});
-  const std::uint64_t both = first | last << bits % 64 | (bits < 32 ? spaces << 2 * bits % 64 : 0);
-  return std::bit_cast<Characters>(Words{both, both});
-}
-
-// Copies a text of sixteen characters and more; returns their marks.
-template <Marking marksOf>
-Marks copyVectors(std::string_view from, char* to) {
-  const std::size_t last = from.size() - sizeof(Characters);
-  Marks marks = marksOf(copyPart<Characters>(from, last, to));
-  for (std::size_t at = 0; at < last; at += sizeof(Characters)) {
-    marks |= marksOf(copyPart<Characters>(from, at, to));
-  }
-  return marks;
-}
-
-template <Marking marksOf>
-Marks copyMarking(std::string_view from, char* to) {
-  if (from.size() >= 16) return copyVectors<marksOf>(from, to);
-  if (from.size() >= 8) return marksOf(copyHalves<std::uint64_t>(from, to));
-  if (from.size() >= 4) return marksOf(copyHalves<std::uint32_t>(from, to));
-  if (from.size() >= 2) return marksOf(copyHalves<std::uint16_t>(from, to));
-  return from.empty() ? Marks{} : marksOf(copyHalves<std::uint8_t>(from, to));
-}
-
-// Adds a comma where one is due.
-void addComma(coding::Output& json, bool isDue) {
-  *json.room(1) = ',';
-  json.added(isDue ? 1 : 0);
-}
-
-// Adds a text in quotes, with a comma in front where one is due, unless a character is marked:
-// then it returns false and adds nothing. Most texts have none, and are copied before that is
-// known.
-template <Marking marksOf>
-bool addUnmarked(coding::Output& json, bool isCommaDue, std::string_view value, char suffix) {
-  char* to = json.room(value.size() + 4);
-  *to = ',';
-  to += isCommaDue ? 1 : 0;
-  if (any(copyMarking<marksOf>(value, to + 1))) return false;
-  to[0] = to[value.size() + 1] = '"';
-  to[value.size() + 2] = suffix;
-  json.added(value.size() + 2 + (isCommaDue ? 1 : 0) + (suffix != noSuffix ? 1 : 0));
-  return true;
-}
-
-void addEscape(coding::Output& json, char c) {
-  constexpr std::string_view named = "\"\\\b\f\n\r\t";
-  constexpr std::string_view letters = "\"\\bfnrt";
-  constexpr std::string_view hex = "0123456789abcdef";
-  json.add('\\');
-  if (const auto at = named.find(c); at != std::string_view::npos) {
-    json.add(letters[at]);
-  } else {
-    json.add("u00");
-    json.add(hex[static_cast<std::size_t>(c) >> 4]);
-    json.add(hex[static_cast<std::size_t>(c) & 15]);
-  }
-}
-
-void addEscaped(coding::Output& json, std::string_view value) {
-  json.add('"');
-  std::size_t added = 0;
-  for (std::size_t i = 0; i < value.size(); ++i) {
-    if (!needsEscape(value[i])) continue;
-    json.add(value.substr(added, i - added));
-    addEscape(json, value[i]);
-    added = i + 1;
-  }
-  json.add(value.substr(added));
-  json.add('"');
+// Adds the end of a list in the place of its last comma.
+void addClose(coding::Output& json, char close, bool isEmpty) {
+  if (!isEmpty) json.cut(json.size() - 1);
+  char* const to = json.room(2);
+  to[0] = close;
+  to[1] = ',';
+  json.added(2);
 }
 
 }  // namespace
@@ -143,10 +58,10 @@ void addEscaped(coding::Output& json, std::string_view value) {
 EncodingContainer::EncodingContainer(Encoder& encoder, char open, char close)
     : encoder_(&encoder), close_(close) {
   encoder_->json_->add(open);
-  encoder_->json_->room(1);
+  encoder_->json_->room(2);
 }
 
-EncodingContainer::~EncodingContainer() { encoder_->json_->add(close_); }
+EncodingContainer::~EncodingContainer() { addClose(*encoder_->json_, close_, count_ == 0); }
 
 CodingPath EncodingContainer::codingPath() const { return encoder_->codingPath(); }
 
@@ -164,32 +79,20 @@ void StreamEncodingContainer::begin(char open, char close) {
 }
 
 void StreamEncodingContainer::end() {
-  encoder_->json_->add(levels_.back().close);
+  addClose(*encoder_->json_, levels_.back().close, levels_.back().count == 0);
   levels_.pop_back();
 }
 
 void StreamEncodingContainer::beginValue() {
-  if (levels_.empty()) return encoder_->begin();
-  Level& level = levels_.back();
-  if (level.close == ']') addComma(*encoder_->json_, level.count++ > 0);
+  if (levels_.empty()) encoder_->begin();
+  else if (levels_.back().close == ']') ++levels_.back().count;
 }
 
 void StreamEncodingContainer::key(std::string_view key) {
   Level& level = levels_.back();
-  const bool isCommaDue = level.count++ > 0;
+  ++level.count;
   level.key = key;
-  if (addUnmarked<specials>(*encoder_->json_, isCommaDue, key, ':')) return;
-  addComma(*encoder_->json_, isCommaDue);
-  add([&] { encoder_->specialText(key, ':'); });
-}
-
-template <typename Write>
-void StreamEncodingContainer::add(Write write) {
-  try {
-    write();
-  } catch (const EncodingError& error) {
-    throw EncodingError::invalidValue({codingPath(), error.debugDescription()});
-  }
+  if (!coding::addQuoted(*encoder_->json_, key, ':')) refuse(notUTF8);
 }
 
 void StreamEncodingContainer::encodeNil() {
@@ -204,13 +107,17 @@ void StreamEncodingContainer::encode(bool value) {
 
 void StreamEncodingContainer::encode(double value) {
   beginValue();
-  add([&] { encoder_->number(value); });
+  if (!std::isfinite(value)) refuse(cannotEncode(value));
+  encoder_->number(value);
 }
 
 void StreamEncodingContainer::encode(std::string_view value) {
   beginValue();
-  if (addUnmarked<specials>(*encoder_->json_, false, value, noSuffix)) return;
-  add([&] { encoder_->specialText(value, noSuffix); });
+  if (!coding::addQuoted(*encoder_->json_, value, ',')) refuse(notUTF8);
+}
+
+void StreamEncodingContainer::refuse(std::string_view why) const {
+  throw EncodingError::invalidValue({codingPath(), std::string(why)});
 }
 
 CodingPath StreamEncodingContainer::codingPath() const {
@@ -238,34 +145,28 @@ SingleValueEncodingContainer Encoder::singleValueContainer() {
   return SingleValueEncodingContainer(*this);
 }
 
-void Encoder::null() { json_->add("null"); }
+void Encoder::null() { json_->add("null,"); }
 
-void Encoder::boolean(bool value) { json_->add(value ? "true" : "false"); }
+void Encoder::boolean(bool value) {
+  if (value) json_->add("true,");
+  else json_->add("false,");
+}
 
 void Encoder::number(double value) {
-  if (!std::isfinite(value)) {
-    refuse(std::isnan(value) ? "Unable to encode Double.nan directly in JSON."
-           : value < 0       ? "Unable to encode Double.-inf directly in JSON."
-                             : "Unable to encode Double.inf directly in JSON.");
-  }
-  const auto whole = std::abs(value) < 0x1p53 ? static_cast<std::int64_t>(value) : 0;
-  if (whole != 0 && static_cast<double>(whole) == value) integer(whole);
-  else addDouble(*json_, value);
+  if (!std::isfinite(value)) refuse(cannotEncode(value));
+  addNumber(*json_, [&](char* to) { return writeNumber(to, value); });
 }
 
-void Encoder::integer(std::int64_t value) { addInteger(*json_, value); }
+void Encoder::integer(std::int64_t value) {
+  addNumber(*json_, [&](char* to) { return writeInteger(to, value); });
+}
 
-void Encoder::unsignedInteger(std::uint64_t value) { addInteger(*json_, value); }
+void Encoder::unsignedInteger(std::uint64_t value) {
+  addNumber(*json_, [&](char* to) { return writeInteger(to, value); });
+}
 
 void Encoder::text(std::string_view value, char suffix) {
-  if (!addUnmarked<specials>(*json_, false, value, suffix)) specialText(value, suffix);
-}
-
-void Encoder::specialText(std::string_view value, char suffix) {
-  if (!isUTF8(value)) refuse("Unable to encode a text that is not UTF-8.");
-  if (addUnmarked<escapes>(*json_, false, value, suffix)) return;
-  addEscaped(*json_, value);
-  if (suffix != noSuffix) json_->add(suffix);
+  if (!coding::addQuoted(*json_, value, suffix)) refuse(notUTF8);
 }
 
 void Encoder::date(Date value) {

@@ -56,7 +56,7 @@ class TARVEX_EXPORT EncodingContainer {
   EncodingContainer(Encoder& encoder, char open, char close);
   ~EncodingContainer();
 
-  // Writes a comma where one is due and what `write` writes, or nothing if that throws.
+  // Writes what `write` writes, or nothing if that throws.
   template <typename Write>
   void add(Write write);
 
@@ -145,9 +145,7 @@ class TARVEX_EXPORT StreamEncodingContainer {
 
   void begin(char open, char close);
   void beginValue();
-  // Calls `write`; an error that it throws gets the path inside this value.
-  template <typename Write>
-  void add(Write write);
+  [[noreturn]] void refuse(std::string_view why) const;
 
   Encoder* encoder_;
   std::vector<Level> levels_;
@@ -191,13 +189,13 @@ class TARVEX_EXPORT Encoder {
   template <typename Write>
   void orNothing(Write write);
 
+  // Every value has a comma behind it. The end of its container takes the place of the last one.
   void null();
   void boolean(bool value);
   void number(double value);
   void integer(std::int64_t value);
   void unsignedInteger(std::uint64_t value);
-  void text(std::string_view value, char suffix = 0);  // 0: none
-  void specialText(std::string_view value, char suffix);
+  void text(std::string_view value, char suffix = ',');
   void date(Date value);
   void begin();         // the value's one container
   void finish() const;  // the value has written itself
@@ -212,10 +210,9 @@ class TARVEX_EXPORT Encoder {
 template <typename Write>
 void EncodingContainer::add(Write write) {
   encoder_->orNothing([&] {
-    if (count_ > 0) encoder_->json_->add(',');
     write();
-    ++count_;
     encoder_->json_->room(1);
+    ++count_;
   });
 }
 

@@ -7,7 +7,7 @@
 
 namespace tarvex::coding {
 
-Output::Output() : memory_(ThreadSpare<std::string>::take()) {}
+Output::Output() : memory_(ThreadSpare<std::string>::take()) { setEnd(0); }
 
 Output::~Output() {
   constexpr std::size_t longestKept = 262144;
@@ -16,7 +16,14 @@ Output::~Output() {
 
 void Output::grow(std::size_t count) {
   constexpr std::size_t first = 256;
-  memory_.resize(std::max({size_ + count, 2 * memory_.size(), first}));
+  const std::size_t size = this->size();
+  memory_.resize(std::max({size + count, 2 * memory_.size(), first}));
+  setEnd(size);
+}
+
+void Output::setEnd(std::size_t size) {
+  end_ = memory_.data() + size;
+  limit_ = memory_.data() + memory_.size();
 }
 
 }  // namespace tarvex::coding

@@ -19,29 +19,34 @@ class TARVEX_EXPORT Output {
   Output& operator=(const Output&) = delete;
   ~Output();
 
-  std::size_t size() const noexcept { return size_; }
-  std::string_view text() const noexcept { return {memory_.data(), size_}; }
+  std::size_t size() const noexcept { return static_cast<std::size_t>(end_ - memory_.data()); }
+  std::string_view text() const noexcept { return {memory_.data(), size()}; }
 
   void add(char character) {
     *room(1) = character;
-    ++size_;
+    ++end_;
   }
   void add(std::string_view text) { added(text.copy(room(text.size()), text.size())); }
 
-  char* room(std::size_t count) {
-    if (memory_.size() - size_ < count) grow(count);
-    return memory_.data() + size_;
+  bool hasRoom(std::size_t count) const noexcept {
+    return static_cast<std::size_t>(limit_ - end_) >= count;
   }
-  void added(std::size_t count) noexcept { size_ += count; }
+  char* room(std::size_t count) {
+    if (!hasRoom(count)) grow(count);
+    return end_;
+  }
+  void added(std::size_t count) noexcept { end_ += count; }
 
   // Takes back what was added since the text had that size.
-  void cut(std::size_t size) noexcept { size_ = size; }
+  void cut(std::size_t size) noexcept { end_ = memory_.data() + size; }
 
  private:
   void grow(std::size_t count);
+  void setEnd(std::size_t size);
 
   std::string memory_;
-  std::size_t size_ = 0;
+  char* end_;    // of the text
+  char* limit_;  // of the memory
 };
 
 }  // namespace tarvex::coding
