@@ -24,8 +24,8 @@
 namespace tarvex {
 
 struct SecretServiceOptions {
-  // Whether the desktop may ask the user to unlock its keyring, for which an operation then waits,
-  // up to two minutes.
+  // Whether the desktop may ask the user to unlock its keyring; an operation then waits for the
+  // answer, up to two minutes.
   bool mayPrompt = false;
 };
 

@@ -80,7 +80,8 @@ Sealer NewSlot::sealer(const StoreFolder& folder) const {
   return Sealer(keyInFile(folder));
 }
 
-// The file comes first, it is at hand, and the passphrase last: nobody is asked in vain.
+// The file comes first, it is at hand, and the passphrase last: nobody is asked in vain. Read from
+// the table itself, since an index that is damaged could hide one.
 KeySlots::KeySlots(const Database& database, Bytes storeID) : storeID_(toData(storeID)) {
   const Statement all = database.prepare(
       "SELECT kind, salt, cost, wrapped FROM slot NOT INDEXED "

@@ -49,9 +49,9 @@ struct KeychainStoreOptions {
   // slots that it has.
   std::optional<KeySlot> firstSlot = {};
 
-  // Whether the desktop may ask the user to unlock its keyring where the store opens by it or is
-  // to, for which the operation then waits, up to two minutes. Otherwise a locked one is answered
-  // with `errSecInteractionNotAllowed`.
+  // Whether the desktop may ask the user to unlock its keyring where the store needs it; an
+  // operation then waits for the answer, up to two minutes. Otherwise it answers
+  // `errSecInteractionNotAllowed` where the keyring is locked.
   bool mayPrompt = false;
 };
 

@@ -10,7 +10,6 @@
 #include <span>
 #include <tuple>
 
-#include "TarvexCommon/Platform/AttributeCoding.h"
 #include "TarvexCommon/Platform/Memory/FixedClock.h"
 #include "TarvexCommon/Platform/Store/KeychainStore.h"
 #include "tests/Support/ExampleKey.h"
@@ -161,18 +160,6 @@ TEST_F(Store, IsNotReadByAProcessWithTooManyOpenFiles) {
     }
     EXPECT_EQ(answer, "v");
   });
-}
-
-TEST(Attributes, AreReadInFullOrNotAtAll) {
-  for (const auto& each : {ItemValue(true), ItemValue(std::int64_t{7}), ItemValue("text"),
-                           ItemValue(toData("bytes")), ItemValue(Date())}) {
-    const ItemDictionary attributes = {{"name", each}};
-    const Data bytes = encoded(attributes);
-    EXPECT_EQ(decodedAttributes(bytes), attributes);
-    for (std::size_t size = 1; size < bytes.size(); ++size) {
-      EXPECT_EQ(decodedAttributes(Bytes(bytes).first(size)), std::nullopt) << size;
-    }
-  }
 }
 
 TEST_F(Store, NeverAnswersWronglyFromADamagedFile) {
