@@ -6,67 +6,22 @@
 #include <system_error>
 #include <utility>
 
+#include "TarvexCommon/Platform/Store/NewStore.h"
+
 namespace tarvex {
 namespace {
 
-constexpr char unfinishedFile[] = "keychain.db.new";
 constexpr char journalFile[] = "keychain.db-journal";
-constexpr std::size_t idSize = 16;
-
-// "TVKC", and the version that is written and the only one that is read.
-constexpr Database::Format format = {.application = 0x54564B43, .version = 2};
-
-// The whole schema, as SQLite gives it back.
-std::string schema() { return std::string(storeTable) + '\n' + slotTable + '\n' + itemTable; }
 
 constexpr char schemaOfFile[] =
     "SELECT group_concat(sql, char(10)) FROM (SELECT sql FROM sqlite_schema WHERE sql IS NOT NULL)";
-
-void fillStore(const Database& database, const StoreFolder& folder, const Data& id,
-               const NewSlot& firstSlot) {
-  const TransactionStatements statements(database);
-  Transaction transaction(statements);
-  database.setFormat(format);
-  for (const char* table : {storeTable, slotTable, itemTable}) database.run(table);
-  database.prepare("INSERT INTO store VALUES (?1, 0)").run(id);
-  KeySlots(database, id).add(firstSlot, SealingKey::random(), database, folder);
-  transaction.commit();
-}
-
-void removeUnfinished(const StoreFolder& folder) {
-  for (const char* rest : {"", "-wal", "-shm", "-journal"}) {
-    folder.removeIfThere(std::string(unfinishedFile) + rest);
-  }
-}
-
-// Throws where there is a store, of which the main file is lost.
-void ensureNoneIsLost(const StoreFolder& folder) {
-  ensure(folder.sizeOf(logFile) == 0 && !folder.has(countFile), errSecInvalidKeychain);
-}
-
-// A new store appears under its name when all of it is on the disk.
-void makeStore(const StoreFolder& folder, const Data& id, NewSlot& firstSlot) {
-  ensureNoneIsLost(folder);
-  removeUnfinished(folder);
-  folder.makeEmpty(unfinishedFile);
-  try {
-    const Database database(folder.pathOf(unfinishedFile));
-    fillStore(database, folder, id, firstSlot);
-    database.foldLog();
-  } catch (const ItemFailure&) {
-    removeUnfinished(folder);
-    throw;
-  }
-  firstSlot.keep();  // also where this fails the store may be there
-  folder.rename(unfinishedFile, storeFile);
-}
 
 // Returns the path of the file when it is a store.
 std::string ensuredStore(const StoreFolder& folder) {
   for (const char* name : {storeFile, logFile, logIndexFile, countFile}) folder.ensureUsable(name);
   ensure(folder.sizeOf(journalFile) == 0, errSecInvalidKeychain);  // a store has none
   std::string path = folder.pathOf(storeFile);
-  ensure(Database::formatOf(path) == format, errSecInvalidKeychain);
+  ensure(Database::formatOf(path) == storeFormat, errSecInvalidKeychain);
   return path;
 }
 
@@ -74,24 +29,15 @@ std::string ensuredStore(const StoreFolder& folder) {
 Database openFile(const StoreFolder& folder) {
   Database database(ensuredStore(folder));
   database.foldLogOnClose(false);
-  ensure(database.format() == format && database.text(schemaOfFile) == schema(),
+  ensure(database.format() == storeFormat && database.text(schemaOfFile) == storeSchema(),
          errSecInvalidKeychain);
   return database;
 }
 
 Data idIn(const Database& database) {
   Data id = toData(Bytes(database.text("SELECT id FROM store")));
-  ensure(id.size() == idSize, errSecInvalidKeychain);
+  ensure(id.size() == storeIDSize, errSecInvalidKeychain);
   return id;
-}
-
-// Opens it after `prepare`. Closing it takes lock and use itself.
-template <std::invocable Prepare>
-OwnedStore openLocked(const StoreFolder& folder, const Prepare& prepare) {
-  const FolderLock lock = folder.lock();
-  const DatabaseUse use;
-  prepare();
-  return OwnedStore(new OpenStore(folder));
 }
 
 }  // namespace
@@ -156,42 +102,25 @@ bool hasStore(const KeychainStoreOptions& options) {
 
 namespace {
 
-NewSlot preparedSlot(KeySlot kind, const Data& id, User& user) {
-  KeySlots::prepare(kind, user);
-  return {kind, id, user};
-}
-
-// As `KeychainStoreOptions::firstSlot` says.
-NewSlot firstSlot(const KeychainStoreOptions& options, const Data& id, User& user) {
-  if (options.firstSlot) return preparedSlot(*options.firstSlot, id, user);
-  if (options.passphrase) return preparedSlot(KeySlot::passphrase, id, user);
-  try {
-    return {KeySlot::secretService, id, user};
-  } catch (const ItemFailure&) {
-    return {KeySlot::file, id, user};
-  }
-}
-
 void ensureSound(const OpenStore& store) {
   const DatabaseUse use;
   ensure(store.database.isSound(), errSecInvalidKeychain);
 }
 
-// Returns whether there is none, and none is lost.
-bool isToBeMade(const StoreFolder& folder) {
-  if (folder.has(storeFile)) return false;
+// Opens it after `prepare`. Closing it takes lock and use itself.
+template <std::invocable Prepare>
+OwnedStore openLocked(const StoreFolder& folder, const Prepare& prepare) {
   const FolderLock lock = folder.lock();
-  if (folder.has(storeFile)) return false;
-  ensureNoneIsLost(folder);
-  return true;
+  const DatabaseUse use;
+  prepare();
+  return OwnedStore(new OpenStore(folder));
 }
 
-// Where somebody else makes one meanwhile that one is opened.
+// Where somebody else has made one meanwhile, that one is opened.
 OwnedStore makeAndOpen(const StoreFolder& folder, const KeychainStoreOptions& options, User& user) {
-  const Data id = randomBytes(idSize);
-  NewSlot slot = firstSlot(options, id, user);
+  NewStore store(options, user);
   return openLocked(folder, [&] {
-    if (!folder.has(storeFile)) makeStore(folder, id, slot);
+    if (!folder.has(storeFile)) store.make(folder);
   });
 }
 
@@ -201,7 +130,7 @@ OwnedStore openStore(const KeychainStoreOptions& options, LookAt first) {
   const StoreFolder folder(options.folder);
   User user(options.passphrase, options.mayPrompt);
   OwnedStore store =
-      isToBeMade(folder) ? makeAndOpen(folder, options, user) : openLocked(folder, [] {});
+      NewStore::isToBeMade(folder) ? makeAndOpen(folder, options, user) : openLocked(folder, [] {});
   ensure(!store->isDamaged, errSecInvalidKeychain);
   if (first == LookAt::allOfIt) ensureSound(*store);
   store->openItems(store->slots, user);
@@ -222,7 +151,7 @@ OwnedStore openWithLosses(const KeychainStoreOptions& options) {
 
 std::int64_t formatVersionIn(const StoreFolder& folder) {
   const auto found = Database::formatOf(folder.pathOf(storeFile));
-  return found.application == format.application ? found.version : 0;
+  return found.application == storeFormat.application ? found.version : 0;
 }
 
 }  // namespace tarvex
