@@ -26,8 +26,7 @@ char* writeInteger(char* to, Integer value) {
   return std::to_chars(to, to + longest, value).ptr;
 }
 
-// Writes a finite number.
-char* writeNumber(char* to, double value) {
+char* writeFinite(char* to, double value) {
   const auto whole = std::abs(value) < 0x1p53 ? static_cast<std::int64_t>(value) : 0;
   return whole != 0 && static_cast<double>(whole) == value
              ? writeInteger(to, whole)
@@ -43,9 +42,15 @@ void addNumber(coding::Output& json, Write write) {
   json.added(static_cast<std::size_t>(end + 1 - start));
 }
 
-// Adds the end of a list in the place of its last comma.
-void addClose(coding::Output& json, char close, bool isEmpty) {
-  if (!isEmpty) json.cut(json.size() - 1);
+// Returns false, and adds nothing, where the number is not finite.
+bool addDouble(coding::Output& json, double value) {
+  if (!std::isfinite(value)) return false;
+  addNumber(json, [&](char* to) { return writeFinite(to, value); });
+  return true;
+}
+
+void addClose(coding::Output& json, char close) {
+  json.cutComma();
   char* const to = json.room(2);
   to[0] = close;
   to[1] = ',';
@@ -61,7 +66,7 @@ EncodingContainer::EncodingContainer(Encoder& encoder, char open, char close)
   encoder_->json_->room(2);
 }
 
-EncodingContainer::~EncodingContainer() { addClose(*encoder_->json_, close_, count_ == 0); }
+EncodingContainer::~EncodingContainer() { addClose(*encoder_->json_, close_); }
 
 CodingPath EncodingContainer::codingPath() const { return encoder_->codingPath(); }
 
@@ -72,6 +77,15 @@ void SingleValueEncodingContainer::encodeNil() {
 
 CodingPath SingleValueEncodingContainer::codingPath() const { return encoder_->codingPath(); }
 
+StreamEncodingContainer::StreamEncodingContainer(Encoder& encoder) noexcept
+    : encoder_(&encoder), start_(encoder.json_->size()) {}
+
+StreamEncodingContainer::~StreamEncodingContainer() {
+  if (levels_.empty()) return;
+  encoder_->json_->cut(start_);
+  encoder_->hasBegun_ = false;
+}
+
 void StreamEncodingContainer::begin(char open, char close) {
   beginValue();
   encoder_->json_->add(open);
@@ -79,7 +93,7 @@ void StreamEncodingContainer::begin(char open, char close) {
 }
 
 void StreamEncodingContainer::end() {
-  addClose(*encoder_->json_, levels_.back().close, levels_.back().count == 0);
+  addClose(*encoder_->json_, levels_.back().close);
   levels_.pop_back();
 }
 
@@ -89,9 +103,7 @@ void StreamEncodingContainer::beginValue() {
 }
 
 void StreamEncodingContainer::key(std::string_view key) {
-  Level& level = levels_.back();
-  ++level.count;
-  level.key = key;
+  levels_.back().key = key;
   if (!coding::addQuoted(*encoder_->json_, key, ':')) refuse(notUTF8);
 }
 
@@ -107,8 +119,7 @@ void StreamEncodingContainer::encode(bool value) {
 
 void StreamEncodingContainer::encode(double value) {
   beginValue();
-  if (!std::isfinite(value)) refuse(cannotEncode(value));
-  encoder_->number(value);
+  if (!addDouble(*encoder_->json_, value)) refuse(cannotEncode(value));
 }
 
 void StreamEncodingContainer::encode(std::string_view value) {
@@ -116,7 +127,8 @@ void StreamEncodingContainer::encode(std::string_view value) {
   if (!coding::addQuoted(*encoder_->json_, value, ',')) refuse(notUTF8);
 }
 
-void StreamEncodingContainer::refuse(std::string_view why) const {
+void StreamEncodingContainer::refuse(std::string_view why) {
+  if (levels_.empty()) encoder_->hasBegun_ = false;
   throw EncodingError::invalidValue({codingPath(), std::string(why)});
 }
 
@@ -153,8 +165,7 @@ void Encoder::boolean(bool value) {
 }
 
 void Encoder::number(double value) {
-  if (!std::isfinite(value)) refuse(cannotEncode(value));
-  addNumber(*json_, [&](char* to) { return writeNumber(to, value); });
+  if (!addDouble(*json_, value)) refuse(cannotEncode(value));
 }
 
 void Encoder::integer(std::int64_t value) {

@@ -44,7 +44,7 @@ concept Encodable = requires(const T& value, Encoder& to) {
   value.encode(to);
 };
 
-// An object or array being written: brackets and commas.
+// An object or array being written.
 class TARVEX_EXPORT EncodingContainer {
  public:
   EncodingContainer(const EncodingContainer&) = delete;
@@ -61,7 +61,6 @@ class TARVEX_EXPORT EncodingContainer {
   void add(Write write);
 
   Encoder* encoder_;
-  std::size_t count_ = 0;
 
  private:
   char close_;
@@ -93,6 +92,8 @@ class TARVEX_EXPORT UnkeyedEncodingContainer : public EncodingContainer {
  private:
   friend Encoder;
   explicit UnkeyedEncodingContainer(Encoder& encoder) : EncodingContainer(encoder, '[', ']') {}
+
+  std::size_t count_ = 0;
 };
 
 // One value of any type, written by one call.
@@ -112,11 +113,13 @@ class TARVEX_EXPORT SingleValueEncodingContainer {
 };
 
 // One value written piece by piece: for trees so deep that a call within a call for each
-// level would overflow the stack. In an object each value follows its key.
+// level would overflow the stack. In an object each value follows its key. Nothing is written of a
+// value that is not complete when this goes.
 class TARVEX_EXPORT StreamEncodingContainer {
  public:
   StreamEncodingContainer(const StreamEncodingContainer&) = delete;
   StreamEncodingContainer& operator=(const StreamEncodingContainer&) = delete;
+  ~StreamEncodingContainer();
 
   void beginArray() { begin('[', ']'); }
   void beginObject() { begin('{', '}'); }
@@ -130,24 +133,26 @@ class TARVEX_EXPORT StreamEncodingContainer {
   void encode(bool value);
   void encode(double value);
   void encode(std::string_view value);
+  void encode(const char* value) { encode(std::string_view(value)); }  // no `bool`
 
   CodingPath codingPath() const;
 
  private:
   friend Encoder;
-  explicit StreamEncodingContainer(Encoder& encoder) noexcept : encoder_(&encoder) {}
+  explicit StreamEncodingContainer(Encoder& encoder) noexcept;
 
   struct Level {
     char close;
-    std::size_t count;
+    std::size_t count;  // of elements
     std::string_view key;
   };
 
   void begin(char open, char close);
   void beginValue();
-  [[noreturn]] void refuse(std::string_view why) const;
+  [[noreturn]] void refuse(std::string_view why);
 
   Encoder* encoder_;
+  std::size_t start_;  // of the value, in the text
   std::vector<Level> levels_;
 };
 
@@ -189,7 +194,8 @@ class TARVEX_EXPORT Encoder {
   template <typename Write>
   void orNothing(Write write);
 
-  // Every value has a comma behind it. The end of its container takes the place of the last one.
+  // Every value has a comma behind it. The end of a container takes the place of the last one, and
+  // `JSONEncoder` cuts that of the whole text.
   void null();
   void boolean(bool value);
   void number(double value);
@@ -211,8 +217,7 @@ template <typename Write>
 void EncodingContainer::add(Write write) {
   encoder_->orNothing([&] {
     write();
-    encoder_->json_->room(1);
-    ++count_;
+    encoder_->json_->room(2);
   });
 }
 
@@ -239,6 +244,7 @@ void KeyedEncodingContainer::encode(std::string_view key, const T& value) {
 template <typename T>
 void UnkeyedEncodingContainer::encode(const T& value) {
   add([&] { Encoder(*encoder_, count_).value(value); });
+  ++count_;
 }
 
 template <typename T>

@@ -23,7 +23,7 @@ struct TARVEX_EXPORT JSONEncoder {
   std::string encode(const T& value) const {
     coding::Output json;
     Encoder(json, dateEncodingStrategy).value(value);
-    json.cut(json.size() - 1);  // the comma
+    json.cutComma();
     return std::string(json.text());
   }
 };

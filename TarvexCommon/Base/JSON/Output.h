@@ -40,6 +40,11 @@ class TARVEX_EXPORT Output {
   // Takes back what was added since the text had that size.
   void cut(std::size_t size) noexcept { end_ = memory_.data() + size; }
 
+  // Takes back the comma at the end, if there is one.
+  void cutComma() noexcept {
+    if (size() > 0 && end_[-1] == ',') --end_;
+  }
+
  private:
   void grow(std::size_t count);
   void setEnd(std::size_t size);

@@ -96,27 +96,26 @@ void addEscaped(Output& json, std::string_view text, char suffix) {
   json.add(suffix);
 }
 
-// Two quotes and what follows them.
-constexpr std::size_t around = 3;
+constexpr std::size_t extra = 3;  // two quotes and what follows them
 
 // Adds a text that was copied behind the room for its first quote.
 void addCopied(Output& json, char* to, std::size_t size, char suffix) {
   to[0] = to[size + 1] = '"';
   to[size + 2] = suffix;
-  json.added(size + around);
+  json.added(size + extra);
 }
 
-// Adds a text that was copied so, or with escapes instead.
-[[gnu::noinline]] bool addSpecial(Output& json, std::string_view text, char suffix, bool isASCII,
+// Adds the text that was copied to `to`, or that text with escapes.
+[[gnu::noinline]] bool addSpecial(Output& json, char* to, std::string_view text, char suffix,
                                   bool hasEscapes) {
-  if (!isASCII && !isUTF8(text)) return false;
+  if (!isUTF8(text)) return false;
   if (hasEscapes) addEscaped(json, text, suffix);
-  else addCopied(json, json.room(text.size() + around), text.size(), suffix);
+  else addCopied(json, to, text.size(), suffix);
   return true;
 }
 
 [[gnu::noinline]] bool growAndAddQuoted(Output& json, std::string_view text, char suffix) {
-  json.room(text.size() + around);
+  json.room(text.size() + extra);
   return addQuoted(json, text, suffix);
 }
 
@@ -125,11 +124,11 @@ void addCopied(Output& json, char* to, std::size_t size, char suffix) {
 // Most texts are ASCII without escapes, and are copied before that is known. What is rare has
 // functions of its own, so that this one keeps no registers for a call.
 bool addQuoted(Output& json, std::string_view text, char suffix) {
-  if (!json.hasRoom(text.size() + around)) return growAndAddQuoted(json, text, suffix);
-  char* const to = json.room(text.size() + around);
+  if (!json.hasRoom(text.size() + extra)) return growAndAddQuoted(json, text, suffix);
+  char* const to = json.room(text.size() + extra);
   const Seen seen = copyLooking(text, to + 1);
   if (any(seen.escapes | seen.notASCII())) {
-    return addSpecial(json, text, suffix, !any(seen.notASCII()), any(seen.escapes));
+    return addSpecial(json, to, text, suffix, any(seen.escapes));
   }
   addCopied(json, to, text.size(), suffix);
   return true;

@@ -383,6 +383,23 @@ void failAtElements(Encoder& to) {
   elements.encode(1);
 }
 
+void failPieceByPiece(Encoder& to) {
+  auto value = to.streamContainer();
+  value.beginArray();
+  value.beginArray();
+  ignoringErrors(value, nan);
+  value.end();
+  ignoringErrors(value, "\xFF");
+  value.encode(true);
+  value.end();
+}
+
+void stopHalfway(Encoder& to) {
+  auto value = to.streamContainer();
+  value.beginObject();
+  value.key("a");
+}
+
 void failAndSubstitute(Encoder& to) {
   ignoringErrors(to.singleValueContainer(), std::vector{1.0, nan});
   to.singleValueContainer().encode("not finite");
@@ -395,18 +412,22 @@ TEST(JSONEncoder, WritesAValueByOneContainerAndNothingOfWhatFailed) {
     const char* name;
     Record record;
     std::string expected;
-  } rows[] = {{"no member", {[](Encoder& to) { to.container(); }}, "[{}]"},
-              {"null", {[](Encoder& to) { to.singleValueContainer().encodeNil(); }}, "[null]"},
-              {"no container", {[](Encoder&) {}}, nothing},
-              {"no value", {[](Encoder& to) { to.singleValueContainer(); }}, nothing},
-              {"no good value",
-               {[](Encoder& to) { ignoringErrors(to.singleValueContainer(), nan); }},
-               nothing},
-              {"two values", {writeTwoValues}, second},
-              {"two containers", {writeTwoContainers}, second},
-              {"members", {failAtMembers}, R"([{"b":1,"e":2}])"},
-              {"elements", {failAtElements}, R"([["x",1]])"},
-              {"single value", {failAndSubstitute}, R"(["not finite"])"}};
+  } rows[] = {
+      {"no member", {[](Encoder& to) { to.container(); }}, "[{}]"},
+      {"null", {[](Encoder& to) { to.singleValueContainer().encodeNil(); }}, "[null]"},
+      {"no container", {[](Encoder&) {}}, nothing},
+      {"no value", {[](Encoder& to) { to.singleValueContainer(); }}, nothing},
+      {"no good value",
+       {[](Encoder& to) { ignoringErrors(to.singleValueContainer(), nan); }},
+       nothing},
+      {"two values", {writeTwoValues}, second},
+      {"two containers", {writeTwoContainers}, second},
+      {"members", {failAtMembers}, R"([{"b":1,"e":2}])"},
+      {"elements", {failAtElements}, R"([["x",1]])"},
+      {"single value", {failAndSubstitute}, R"(["not finite"])"},
+      {"piece by piece", {failPieceByPiece}, "[[[],true]]"},
+      {"no good piece", {[](Encoder& to) { ignoringErrors(to.streamContainer(), nan); }}, nothing},
+      {"half a value", {stopHalfway}, nothing}};
   for (const auto& row : rows) EXPECT_EQ(json(std::vector{row.record}), row.expected) << row.name;
 }
 
