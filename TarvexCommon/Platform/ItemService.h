@@ -18,7 +18,7 @@
 //   errSecDuplicateItem       the item is there, or the changed one
 //   errSecDecode              a key is asked for and its bytes are none
 //
-// or a status of the store itself: not available, locked, damaged, full.
+// or a status of the store itself: not available, locked, damaged, full, without memory.
 #pragma once
 
 #include <cstdint>

@@ -89,7 +89,7 @@ StreamEncodingContainer::~StreamEncodingContainer() {
 void StreamEncodingContainer::begin(char open, char close) {
   beginValue();
   encoder_->json_->add(open);
-  levels_.push_back({.close = close, .count = 0, .key = {}});
+  levels_.push_back({.close = close});
 }
 
 void StreamEncodingContainer::end() {
@@ -99,11 +99,18 @@ void StreamEncodingContainer::end() {
 
 void StreamEncodingContainer::beginValue() {
   if (levels_.empty()) encoder_->begin();
-  else if (levels_.back().close == ']') ++levels_.back().count;
+  else if (levels_.back().close == ']') beginMember({});
+}
+
+void StreamEncodingContainer::beginMember(std::string_view key) {
+  Level& level = levels_.back();
+  level.member = encoder_->json_->size();
+  ++level.count;
+  level.key = key;
 }
 
 void StreamEncodingContainer::key(std::string_view key) {
-  levels_.back().key = key;
+  beginMember(key);
   if (!coding::addQuoted(*encoder_->json_, key, ':')) refuse(notUTF8);
 }
 
@@ -128,13 +135,24 @@ void StreamEncodingContainer::encode(std::string_view value) {
 }
 
 void StreamEncodingContainer::refuse(std::string_view why) {
-  if (levels_.empty()) encoder_->hasBegun_ = false;
-  throw EncodingError::invalidValue({codingPath(), std::string(why)});
+  const CodingErrorContext context(codingPath(), std::string(why));
+  takeBack();
+  throw EncodingError::invalidValue(context);
+}
+
+void StreamEncodingContainer::takeBack() {
+  if (levels_.empty()) {
+    encoder_->hasBegun_ = false;
+  } else {
+    encoder_->json_->cut(levels_.back().member);
+    --levels_.back().count;
+  }
 }
 
 CodingPath StreamEncodingContainer::codingPath() const {
   CodingPath path = encoder_->codingPath();
   for (const Level& level : levels_) {
+    if (level.count == 0) break;  // nothing has begun in it
     path.push_back(level.close == '}' ? std::string(level.key)
                                       : "Index " + std::to_string(level.count - 1));
   }

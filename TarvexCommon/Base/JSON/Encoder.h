@@ -56,7 +56,7 @@ class TARVEX_EXPORT EncodingContainer {
   EncodingContainer(Encoder& encoder, char open, char close);
   ~EncodingContainer();
 
-  // Writes what `write` writes, or nothing if that throws.
+  // As `Encoder::orNothing`; leaves room for the end.
   template <typename Write>
   void add(Write write);
 
@@ -113,8 +113,8 @@ class TARVEX_EXPORT SingleValueEncodingContainer {
 };
 
 // One value written piece by piece: for trees so deep that a call within a call for each
-// level would overflow the stack. In an object each value follows its key. Nothing is written of a
-// value that is not complete when this goes.
+// level would overflow the stack. In an object each value follows its key, and where it is refused
+// that is not written either. Nothing is written of a value that is not complete when this goes.
 class TARVEX_EXPORT StreamEncodingContainer {
  public:
   StreamEncodingContainer(const StreamEncodingContainer&) = delete;
@@ -143,13 +143,17 @@ class TARVEX_EXPORT StreamEncodingContainer {
 
   struct Level {
     char close;
-    std::size_t count;  // of elements
-    std::string_view key;
+    std::size_t member = 0;  // or element: where the last one begins in the text
+    std::size_t count = 0;
+    std::string_view key = {};
   };
 
   void begin(char open, char close);
   void beginValue();
+  void beginMember(std::string_view key);
+  // Takes back the element or member that is refused.
   [[noreturn]] void refuse(std::string_view why);
+  void takeBack();
 
   Encoder* encoder_;
   std::size_t start_;  // of the value, in the text

@@ -105,7 +105,7 @@ void addCopied(Output& json, char* to, std::size_t size, char suffix) {
   json.added(size + extra);
 }
 
-// Adds the text that was copied to `to`, or that text with escapes.
+// Adds what was copied behind `to`, or the text with escapes; returns false where it is not UTF-8.
 [[gnu::noinline]] bool addSpecial(Output& json, char* to, std::string_view text, char suffix,
                                   bool hasEscapes) {
   if (!isUTF8(text)) return false;

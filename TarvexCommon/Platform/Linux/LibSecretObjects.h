@@ -92,7 +92,7 @@ inline Value valueOf(Bytes bytes) {
 }
 
 // A search does not say why it could not load a value.
-inline Wiped<Data> valueOf(SecretItem* item) {
+inline Wiped<Data> secretIn(SecretItem* item) {
   const Value value(libsecret().secret_item_get_secret(item));
   const bool isLocked = libsecret().secret_item_get_locked(item) != 0;
   ensure(value != nullptr, isLocked ? errSecInteractionNotAllowed : errSecNotAvailable);

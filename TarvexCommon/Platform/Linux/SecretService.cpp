@@ -110,7 +110,7 @@ class Limit {
 Secret secretOf(Owned<SecretItem> item, SecretService::Values values) {
   const Table table(libsecret().secret_item_get_attributes(item.get()));
   Wiped<Data> value;
-  if (values == SecretService::Values::loaded) value = valueOf(item.get());
+  if (values == SecretService::Values::loaded) value = secretIn(item.get());
   return {.handle = std::move(item), .attributes = table.attributes(), .value = std::move(value)};
 }
 

@@ -37,7 +37,7 @@ class SecretService {
   // Holds a conversation, one at a time in a process; connecting is part of its first operation.
   // Throws `errSecNotAvailable` where there is no session bus (none is started), no service, no
   // libsecret, where this `isOutOfReach`, and where others speak for too long: five seconds, or two
-  // minutes for who may ask the user as well.
+  // minutes for who may ask the user as well; `errSecAllocate` where no thread can be had.
   static void use(Prompts prompts, const std::function<void(SecretService&)>& work);
 
   // Returns whether this process is a child of one that has used the service: GLib's threads,

@@ -88,6 +88,8 @@ struct KeychainStoreStatus {
 //   errSecDecode                 this item is damaged; others are not
 //   errSecWrPerm                 the folder or a file is read-only
 //   errSecDiskFull               no space left; reading goes on
+//   errSecAllocate               no memory, or no thread to speak to the keyring; the backup would
+//                                be of 2 GiB or more
 //   errSecIO                     the disk fails, or others have held the lock for 10 seconds, or
 //                                that of the slots for a minute
 //   errSecDuplicateItem          there is such a slot, or a file where the backup is to be

@@ -7,6 +7,7 @@ namespace tarvex {
 namespace {
 
 constexpr char unfinishedFile[] = "keychain.db.new";
+constexpr const char* tables[] = {storeTable, slotTable, itemTable};
 
 NewSlot preparedSlot(KeySlot kind, const Data& id, User& user) {
   KeySlots::prepare(kind, user);
@@ -37,7 +38,11 @@ void removeUnfinished(const StoreFolder& folder) {
 
 }  // namespace
 
-std::string storeSchema() { return std::string(storeTable) + '\n' + slotTable + '\n' + itemTable; }
+std::string storeSchema() {
+  std::string schema;
+  for (const char* table : tables) schema.append(schema.empty() ? "" : "\n").append(table);
+  return schema;
+}
 
 bool NewStore::isToBeMade(const StoreFolder& folder) {
   if (folder.has(storeFile)) return false;
@@ -62,7 +67,7 @@ void NewStore::make(const StoreFolder& folder) {
     removeUnfinished(folder);
     throw;
   }
-  firstSlot_.keep();  // also where this fails the store may be there
+  firstSlot_.keep();  // before: also where the renaming fails the store may be there
   folder.rename(unfinishedFile, storeFile);
 }
 
@@ -70,7 +75,7 @@ void NewStore::fill(const Database& database, const StoreFolder& folder) const {
   const TransactionStatements statements(database);
   Transaction transaction(statements);
   database.setFormat(storeFormat);
-  for (const char* table : {storeTable, slotTable, itemTable}) database.run(table);
+  for (const char* table : tables) database.run(table);
   database.prepare("INSERT INTO store VALUES (?1, 0)").run(id_);
   KeySlots(database, id_).add(firstSlot_, SealingKey::random(), database, folder);
   transaction.commit();

@@ -68,7 +68,6 @@ SealingKey OpenStore::openItems(const KeySlots& by, User& user) {
 
 namespace {
 
-// Without the master key a store is left as it is; an empty log may go.
 bool mayFoldLog(const OpenStore& store) {
   const bool isOpen = store.items.has_value() || store.folder.sizeOf(logFile) == 0;
   return isOpen && store.isInPlace() && !store.isDamaged;

@@ -41,8 +41,9 @@ struct OpenStore {
   std::atomic<bool> isDamaged = lostChanges.has_value();
 };
 
-// Folds the log into the file, if that is still in place and the folder's lock can be had within
-// a second; without the master key it is left as it is, and only an empty log is removed.
+// Folds the log into the file, if that is in place and not damaged, and the folder's lock can be
+// had within a second; without the master key it is left as it is, and only an empty log is
+// removed.
 struct CloseStore {
   void operator()(OpenStore* store) const noexcept;
 };
